@@ -1,0 +1,48 @@
+#include "app/adapter_main.h"
+
+#include "app/vst_globals.h"
+#include "support/standard_streams.h"
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+namespace {
+constexpr int failureStatus = 255;
+constexpr int noDevNullStatus = 1;
+
+int runWithProtectedOutput(int argc, const char* const* argv) {
+    if (!Vesk::fix_stdout())
+        return noDevNullStatus;
+
+    VSTGlobals globals;
+    globals.command = argv[1];
+    globals.arguments = argumentsFromCommandLine(argc, argv);
+    globals.output = Vesk::standardOutput();
+    globals.input = Vesk::standardInput();
+    const bool succeeded = mainWithGlobals(globals);
+    // Data the output still buffers must reach the parent before we report success.
+    if (globals.output)
+        globals.output->flush();
+    return succeeded ? 0 : failureStatus;
+}
+
+} // namespace
+
+int adapterMain(int argc, const char* const* argv) {
+    if (argc < 2 || argc % 2 != 0) {
+        std::fputs("Incorrect argument count.\n", stderr);
+        return failureStatus;
+    }
+    // A parent that stops reading must show up as a write error, not kill us silently.
+    std::signal(SIGPIPE, SIG_IGN);
+    int status = failureStatus;
+    try {
+        status = runWithProtectedOutput(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        status = failureStatus;
+    }
+    Vesk::resetStandardStreams();
+    return status;
+}

@@ -1,0 +1,101 @@
+#include "tests/common/child_process.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using testing_support::runAdapter;
+
+struct CommandCase {
+    const char* name;
+    std::vector<std::string> arguments;
+    int status;
+    std::string err;
+};
+
+void PrintTo(const CommandCase& c, std::ostream* out) { *out << c.name; }
+
+class CommandLine : public testing::TestWithParam<CommandCase> {};
+
+TEST_P(CommandLine, StatusAndMessagesAreExact) {
+    const auto result = runAdapter(GetParam().arguments);
+    EXPECT_EQ(result.exitStatus, GetParam().status);
+    EXPECT_EQ(result.err, GetParam().err);
+    EXPECT_EQ(result.out, "") << "nothing but data may reach descriptor 1";
+}
+
+const std::string missing = "/nonexistent/plugin.so";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CommandLine,
+    testing::Values(
+        CommandCase{"NoCommand", {}, 255, "Incorrect argument count.\n"},
+        CommandCase{"LoneKey", {"info", "--vst"}, 255, "Incorrect argument count.\n"},
+        CommandCase{"OnlyCommand", {"info"}, 255, "No VST specified.\n"},
+        CommandCase{"Pipe", {"test", "--vst", missing, "--pipe", "x"}, 255, "pipes not yet implemented\n"},
+        CommandCase{"InPipeEmpty", {"test", "--inpipe", ""}, 255, "pipes not yet implemented\n"},
+        CommandCase{"PipeBeforeMissingVst", {"info", "--pipe", "1"}, 255, "pipes not yet implemented\n"},
+        CommandCase{"MissingVst", {"test", "--rate", "44100"}, 255, "No VST specified.\n"},
+        CommandCase{"BadPathBothLoaders", {"test", "--vst", missing}, 255,
+                    "Could not load VST bundle: " + missing + "\nCould not open VST."},
+        CommandCase{"BadPathVersion2", {"info", "--vst", missing, "--vst-version", "2"}, 255,
+                    "Could not load VST bundle: " + missing + "\nCould not open VST."},
+        CommandCase{"Version3Only", {"test", "--vst", missing, "--vst-version", "3"}, 255,
+                    "Could not open VST."},
+        CommandCase{"UnknownVersion", {"test", "--vst", missing, "--vst-version", "1"}, 255,
+                    "Could not open VST."},
+        CommandCase{"VersionReadLikeAtoi", {"test", "--vst", missing, "--vst-version", "2x"}, 255,
+                    "Could not load VST bundle: " + missing + "\nCould not open VST."},
+        CommandCase{"TextFileIsNoModule", {"test", "--vst", "/etc/hostname", "--vst-version", "2"}, 255,
+                    "Could not load VST bundle: /etc/hostname\nCould not open VST."},
+        CommandCase{"DirectoryIsNoModule", {"has-editor", "--vst", "/tmp", "--vst-version", "2"}, 255,
+                    "Could not load VST bundle: /tmp\nCould not open VST."},
+        CommandCase{"UnknownCommandStillLoadsFirst", {"frobnicate", "--vst", missing}, 255,
+                    "Could not load VST bundle: " + missing + "\nCould not open VST."}),
+    [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
+
+class Redirections : public testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/adapter-cli-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder = pattern;
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+    std::string folder;
+};
+
+TEST_F(Redirections, MissingInputFileIsOneClearLine) {
+    const auto result = runAdapter({"process", "--input", folder + "/absent.raw", "--vst", missing});
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/absent.raw'", 0), 0u) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Redirections, UnwritableOutputIsOneClearLine) {
+    const auto result = runAdapter({"process", "--output", folder + "/no/such/dir.raw", "--vst", missing});
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/no/such/dir.raw'", 0), 0u) << result.err;
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Redirections, OutputFileIsCreatedBeforeLoading) {
+    const std::string target = folder + "/out.raw";
+    std::ofstream(target) << "stale bytes";
+    const auto result = runAdapter({"process", "--output", target, "--vst", missing});
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(std::filesystem::file_size(target), 0u) << "the output file is truncated when opened";
+}
+
+TEST_F(Redirections, NetworkInputIsRecognisedNotOpenedAsPath) {
+    const auto result = runAdapter({"process", "--input", "HTTP://127.0.0.1:9/x", "--vst", missing});
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err.find("Error opening file"), std::string::npos) << result.err;
+}
+
+} // namespace
