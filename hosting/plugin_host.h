@@ -1,21 +1,86 @@
 #pragma once
 
-#include <cstdint>
+#include "hosting/vst2_abi.h"
 
-// Owns the one loaded plug-in for the whole run of a command. Main thread, or the processing
-// thread while it owns the plug-in.
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+class ModuleLibrary;
+class EditorWindow;
+struct StreamFormat;
+
+// Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
+// the program reaches it. Main thread, or the processing thread while it owns the plug-in; no
+// lock inside. Destruction suspends, closes the editor and the plug-in, then unloads its code.
 class PluginHost {
 public:
-    PluginHost() = default;
+    PluginHost();
+    ~PluginHost();
     PluginHost(const PluginHost&) = delete;
     PluginHost& operator=(const PluginHost&) = delete;
 
-    // Stored now, sent to the plug-in once one is attached.
-    void setSampleRate(int32_t rate) { sampleRate = rate; }
+    // All arguments default to zero, as the plug-in expects for calls that take none.
+    intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
+                      float opt = 0.0f) const;
 
-    bool hasEditorFlag() const { return false; }
-    int32_t parameterCount() const { return 0; }
+    // Sent when an effect exists; always remembered, which is how a rate given before loading
+    // reaches the plug-in right after it opens.
+    void setSampleRate(int32_t rate);
+    // Tells the plug-in 32- or 64-bit samples; true when it agreed.
+    bool setProcessPrecision(bool useDouble);
+    // Applies a stream format: rate, speaker arrangement, pins in use. May lower the record's
+    // channel counts and rewrite its masks; false when the plug-in cannot be used.
+    bool setFormat(StreamFormat& format);
 
-    int32_t processLevel = 4;
+    int32_t numInputs() const;
+    int32_t numOutputs() const;
+    bool canDoubleReplacing() const;
+    bool hasEditorFlag() const;
+    int32_t parameterCount() const;
+    int32_t initialDelay() const;
+    intptr_t tailSize() const;
+
+    // One block through the plug-in; false when it is not resumed.
+    bool processFloat(float** inputs, float** outputs, int32_t frames);
+    bool processDouble(double** inputs, double** outputs, int32_t frames);
+    // One empty block, so that plug-ins which settle state on their first process call do so.
+    void prime();
+
+    // Editor size from the plug-in, 100 x 100 when it gives none.
+    void editorSize(int& width, int& height) const;
+    // Runs the plug-in's idle and editor idle as the host callback's editor-idle asks.
+    void editorIdle();
+    void resizeEditorWindow(int width, int height);
+
+    AEffect* effect = nullptr;
+    VstPluginMainProc entryPoint = nullptr;
+    std::shared_ptr<ModuleLibrary> library;
+
+    bool active = false;
     int32_t sampleRate = 0;
+    bool editorOpen = false;
+    float tempo = 120.0f;
+    uint32_t timeSignature = (4u << 16) | 2u;
+    int32_t resizeCountdown = 0;
+    int32_t baselineWidth = 0;
+    int32_t baselineHeight = 0;
+    std::function<void(int32_t)> parameterObserver;
+    EditorWindow* editorView = nullptr;
+    uint32_t inputsUsed = 0;
+    uint32_t outputsUsed = 0;
+    VstTimeInfo timeInfo{};
+    bool needIdle = false;
+    int32_t processLevel = kVstProcessLevelOffline;
+    bool doublePrecision = false;
+    bool formatSet = false;
+
+private:
+    template <typename Sample> Sample** pinArray(Sample** inputs, Sample** outputs, int32_t frames);
+    void suspend();
+    void callProcessFloat(float** inputs, float** outputs, int32_t frames);
+
+    std::vector<void*> pins;
+    std::vector<double> scratch;  // silent channels for unused pins, sized for either precision
 };

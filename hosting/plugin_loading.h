@@ -1,6 +1,7 @@
 #pragma once
 
 #include "hosting/module_library.h"
+#include "hosting/vst2_abi.h"
 
 #include <memory>
 #include <string>
@@ -9,6 +10,12 @@ class PluginHost;
 
 // Loaders report only success; the command layer prints the messages. Nothing thrown by
 // plug-in code escapes them.
-// The host keeps the module loaded for its own life.
+
+// Finds "VSTPluginMain" (else "main") in the module, calls it and attaches the result. The host
+// keeps the module loaded for its own life.
 bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
 bool loadVst3(PluginHost& host, const std::string& path);
+
+// Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
+// instruments. On a failed open the record stays with the host, so teardown still closes it.
+bool attachEffect(PluginHost& host, AEffect* effect);

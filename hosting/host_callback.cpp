@@ -1,0 +1,139 @@
+#include "hosting/host_callback.h"
+
+#include "hosting/plugin_host.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+constexpr const char vendorName[] = "Marrowvale";
+constexpr const char productName[] = "Marrowvale VST Adapter";
+constexpr intptr_t defaultSampleRate = 44100;
+constexpr intptr_t blockSize = 512;
+
+bool hostCanDo(const void* text) {
+    if (text == nullptr)
+        return false;
+    const std::string_view asked(static_cast<const char*>(text));
+    return asked == "sendVstTimeInfo" || asked == "sizeWindow" || asked == "supplyIdle";
+}
+
+// One pass of host idling: the plug-in's own idle when it asked for it, the editor's idle, and
+// the delayed size check after a settings change.
+void idleStep(PluginHost& host) {
+    if (host.effect == nullptr)
+        return;
+    if (host.needIdle)
+        host.needIdle = host.dispatch(effIdle) != 0;
+    if (host.editorOpen)
+        host.dispatch(effEditIdle);
+    if (host.resizeCountdown >= 1) {
+        --host.resizeCountdown;
+        int width = 0, height = 0;
+        host.editorSize(width, height);
+        if (width == host.baselineWidth && height == host.baselineHeight)
+            return;
+        host.resizeEditorWindow(width, height);
+        host.resizeCountdown = 0;
+    }
+}
+
+intptr_t answerIdle(PluginHost* host) {
+    if (host == nullptr)
+        return 0;
+    const bool remembered = host->needIdle;
+    host->needIdle = true;
+    idleStep(*host);
+    idleStep(*host);
+    host->needIdle = remembered;
+    return 1;
+}
+
+intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value, void* ptr) {
+    switch (opcode) {
+    case audioMasterVersion:
+        return kVstVersion;
+    case audioMasterIdle:
+        return answerIdle(host);
+    case audioMasterGetTime:
+        return host ? reinterpret_cast<intptr_t>(fillTimeInfo(*host, value)) : 0;
+    case audioMasterProcessEvents:
+    case audioMasterIOChanged:
+        return 1;
+    case audioMasterNeedIdle:
+        if (host)
+            host->needIdle = true;
+        return 1;
+    case audioMasterSizeWindow:
+        if (host)
+            host->resizeEditorWindow(index, static_cast<int>(value));
+        return 1;
+    case audioMasterGetSampleRate:
+        return host && host->sampleRate >= 1 ? host->sampleRate : defaultSampleRate;
+    case audioMasterGetBlockSize:
+        return blockSize;
+    case audioMasterGetCurrentProcessLevel:
+        return host ? host->processLevel : kVstProcessLevelOffline;
+    case audioMasterGetVendorString:
+        if (ptr)
+            std::memcpy(ptr, vendorName, sizeof vendorName);
+        return 1;
+    case audioMasterGetProductString:
+        if (ptr)
+            std::memcpy(ptr, productName, sizeof productName);
+        return 1;
+    case audioMasterGetVendorVersion:
+        return 1;
+    case audioMasterCanDo:
+        return hostCanDo(ptr) ? 1 : 0;
+    case audioMasterGetLanguage:
+        return kVstLangEnglish;
+    case audioMasterGetDirectory:
+        return 0;
+    case audioMasterUpdateDisplay:
+        if (host)
+            host->editorIdle();
+        return 0;
+    default:
+        if (host && host->parameterObserver)
+            host->parameterObserver(index);
+        return 0;
+    }
+}
+
+} // namespace
+
+PluginHost* hostFromEffect(AEffect* effect) noexcept {
+    return effect ? static_cast<PluginHost*>(effect->user) : nullptr;
+}
+
+VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
+    VstTimeInfo& info = host.timeInfo;
+    int32_t flags = 0;
+    if (requestedFlags & kVstNanosValid) {
+        // Positions are never advanced: a plug-in asking for this gets 0 / 0, as it always has.
+        info.nanoSeconds = info.samplePos * 1000000.0 / info.sampleRate;
+        flags |= kVstNanosValid;
+    }
+    if (requestedFlags & kVstTempoValid) {
+        info.tempo = static_cast<double>(host.tempo);
+        flags |= kVstTempoValid;
+    }
+    if (requestedFlags & kVstTimeSigValid) {
+        info.timeSigNumerator = static_cast<int32_t>(host.timeSignature >> 16);
+        info.timeSigDenominator = 1 << (host.timeSignature & 0x1F);
+        flags |= kVstTimeSigValid;
+    }
+    info.flags = flags | kVstTransportChanged | (host.active ? kVstTransportPlaying : 0);
+    return &info;
+}
+
+intptr_t hostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value, void* ptr,
+                      float) noexcept {
+    try {
+        return answer(hostFromEffect(effect), opcode, index, value, ptr);
+    } catch (...) {
+        return 0;
+    }
+}

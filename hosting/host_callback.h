@@ -1,0 +1,17 @@
+#pragma once
+
+#include "hosting/vst2_abi.h"
+
+class PluginHost;
+
+// The one callback every plug-in gets. Called on whatever thread the plug-in uses; takes no
+// lock and never lets an exception cross back into the plug-in.
+intptr_t hostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value, void* ptr,
+                      float opt) noexcept;
+
+// The single way back from a plug-in's record to our host object. Null while the plug-in is
+// still inside its entry function (its `user` field is not set yet).
+PluginHost* hostFromEffect(AEffect* effect) noexcept;
+
+// Fills the host's time info for the requested flags and returns it.
+VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags);

@@ -1,0 +1,248 @@
+#include "hosting/plugin_host.h"
+
+#include "audio/stream_format.h"
+#include "hosting/editor_window.h"
+#include "hosting/guarded_call.h"
+#include "hosting/module_library.h"
+#include "hosting/speaker_layout.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int defaultEditorSize = 100;
+
+// The leading group of pins sharing pin 0's arrangement type; later groups (side chains) are
+// left unconnected. Returns the group size and pin 0's type.
+struct PinGroup {
+    uint32_t used = 0;
+    int32_t firstType = 0;
+};
+
+PinGroup leadingPinGroup(const PluginHost& host, int32_t opcode, int32_t pinCount) {
+    PinGroup group;
+    group.used = static_cast<uint32_t>(pinCount);
+    for (int32_t pin = 0; pin < pinCount; ++pin) {
+        VstPinProperties properties{};
+        host.dispatch(opcode, pin, 0, &properties);
+        if (pin == 0) {
+            group.firstType = properties.arrangementType;
+        } else if (properties.arrangementType != group.firstType) {
+            group.used = static_cast<uint32_t>(pin);
+            break;
+        }
+    }
+    return group;
+}
+
+// Mono (0) is also what a plug-in that ignores the pin query leaves: read it as unknown and
+// guess stereo for a pair of pins.
+int32_t guessedType(uint32_t pinsUsed) { return pinsUsed == 2 ? kSpeakerArrStereo : kSpeakerArrMono; }
+
+uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
+    return speaker_layout::bitCount(mask) == static_cast<int>(channels) ? mask : 0;
+}
+
+} // namespace
+
+PluginHost::PluginHost() = default;
+
+PluginHost::~PluginHost() {
+    suspend();
+    if (effect != nullptr && editorOpen) {
+        editorOpen = false;
+        if (effect->flags & effFlagsHasEditor)
+            dispatch(effEditClose);
+    }
+    if (effect != nullptr) {
+        dispatch(effClose);
+        effect = nullptr;
+    }
+    pins.clear();
+    scratch.clear();
+    parameterObserver = nullptr;
+    library.reset();
+}
+
+intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) const {
+    if (effect == nullptr || effect->dispatcher == nullptr)
+        return 0;
+    return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+}
+
+void PluginHost::suspend() {
+    if (effect != nullptr)
+        guardedCall([&] { dispatch(effMainsChanged, 0, 0); });
+    active = false;
+}
+
+void PluginHost::setSampleRate(int32_t rate) {
+    if (rate == sampleRate)
+        return;
+    if (effect != nullptr)
+        dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
+    sampleRate = rate;
+}
+
+bool PluginHost::setProcessPrecision(bool useDouble) {
+    if (effect == nullptr)
+        return false;
+    doublePrecision = useDouble;
+    return dispatch(effSetProcessPrecision, 0, useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
+}
+
+bool PluginHost::setFormat(StreamFormat& format) {
+    setSampleRate(static_cast<int32_t>(format.sampleRate));
+    if (format.inputChannelMask != 0) {
+        auto arrangement = speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
+        dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&arrangement), &arrangement);
+    }
+    const int32_t inputs = numInputs();
+    const int32_t outputs = numOutputs();
+    if (inputs < 1 || outputs < 1)
+        return false;
+
+    const PinGroup inputGroup = leadingPinGroup(*this, effGetInputProperties, inputs);
+    const PinGroup outputGroup = leadingPinGroup(*this, effGetOutputProperties, outputs);
+    int32_t inputType = inputGroup.firstType;
+    int32_t outputType = outputGroup.firstType;
+    if (inputType == kSpeakerArrMono)
+        inputType = guessedType(inputGroup.used);
+    if (outputType == kSpeakerArrMono)
+        outputType = guessedType(outputGroup.used);
+
+    inputsUsed = std::min(inputGroup.used, format.inputChannels);
+    outputsUsed = std::min(outputGroup.used, format.outputChannels);
+    format.inputChannels = inputsUsed;
+    format.outputChannels = outputsUsed;
+    format.inputChannelMask = maskIfItFits(speaker_layout::maskForArrangement(inputType), inputsUsed);
+    format.outputChannelMask = maskIfItFits(speaker_layout::maskForArrangement(outputType), outputsUsed);
+
+    for (int32_t pin = 0; pin < inputs; ++pin)
+        dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < inputsUsed ? 1 : 0);
+    for (int32_t pin = 0; pin < outputs; ++pin)
+        dispatch(effConnectOutput, pin, static_cast<uint32_t>(pin) < outputsUsed ? 1 : 0);
+    formatSet = true;
+    return true;
+}
+
+int32_t PluginHost::numInputs() const { return effect ? std::max(effect->numInputs, 0) : 0; }
+
+int32_t PluginHost::numOutputs() const { return effect ? std::max(effect->numOutputs, 0) : 0; }
+
+bool PluginHost::canDoubleReplacing() const {
+    return effect && (effect->flags & effFlagsCanDoubleReplacing) && effect->processDoubleReplacing;
+}
+
+bool PluginHost::hasEditorFlag() const { return effect && (effect->flags & effFlagsHasEditor); }
+
+int32_t PluginHost::parameterCount() const { return effect ? effect->numParams : 0; }
+
+int32_t PluginHost::initialDelay() const { return effect ? effect->initialDelay : 0; }
+
+intptr_t PluginHost::tailSize() const { return dispatch(effGetTailSize); }
+
+template <typename Sample>
+Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, int32_t frames) {
+    const auto inputCount = static_cast<uint32_t>(numInputs());
+    const auto outputCount = static_cast<uint32_t>(numOutputs());
+    const size_t unused = (inputCount - std::min(inputsUsed, inputCount)) +
+                          (outputCount - std::min(outputsUsed, outputCount));
+    pins.resize(inputCount + outputCount);
+    const size_t samplesPerChannel = static_cast<size_t>(std::max(frames, 0));
+    const size_t doublesNeeded = (unused * samplesPerChannel * sizeof(Sample) + sizeof(double) - 1) / sizeof(double);
+    if (scratch.size() < doublesNeeded)
+        scratch.resize(doublesNeeded);
+    std::fill_n(scratch.begin(), doublesNeeded, 0.0);
+    auto* silent = reinterpret_cast<Sample*>(scratch.data());
+    for (uint32_t pin = 0; pin < inputCount; ++pin)
+        pins[pin] = pin < inputsUsed ? inputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+    for (uint32_t pin = 0; pin < outputCount; ++pin)
+        pins[inputCount + pin] = pin < outputsUsed ? outputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+    return reinterpret_cast<Sample**>(pins.data());
+}
+
+void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frames) {
+    if (!(effect->flags & effFlagsCanReplacing)) {
+        // The accumulating call adds into the outputs.
+        for (uint32_t channel = 0; channel < outputsUsed; ++channel)
+            if (outputs[channel] != nullptr)
+                std::memset(outputs[channel], 0, sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
+        if (effect->process)
+            effect->process(effect, inputs, outputs, frames);
+        return;
+    }
+    if (effect->processReplacing)
+        effect->processReplacing(effect, inputs, outputs, frames);
+}
+
+bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
+    if (!active || effect == nullptr)
+        return false;
+    if (static_cast<uint32_t>(numInputs() + numOutputs()) == inputsUsed + outputsUsed) {
+        callProcessFloat(inputs, outputs, frames);
+        return true;
+    }
+    float** all = pinArray(inputs, outputs, frames);
+    callProcessFloat(all, all + numInputs(), frames);
+    return true;
+}
+
+bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames) {
+    if (!active || effect == nullptr || effect->processDoubleReplacing == nullptr)
+        return false;
+    if (static_cast<uint32_t>(numInputs() + numOutputs()) == inputsUsed + outputsUsed) {
+        effect->processDoubleReplacing(effect, inputs, outputs, frames);
+        return true;
+    }
+    double** all = pinArray(inputs, outputs, frames);
+    effect->processDoubleReplacing(effect, all, all + numInputs(), frames);
+    return true;
+}
+
+void PluginHost::prime() {
+    if (effect == nullptr)
+        return;
+    if (!formatSet) {
+        StreamFormat defaults;
+        defaults.sampleRate = 44100;
+        defaults.inputChannels = 1;
+        defaults.outputChannels = 1;
+        setFormat(defaults);
+    }
+    std::vector<void*> nullChannels(static_cast<size_t>(std::max(numInputs(), numOutputs())), nullptr);
+    if (doublePrecision) {
+        if (effect->processDoubleReplacing) {
+            auto** channels = reinterpret_cast<double**>(nullChannels.data());
+            effect->processDoubleReplacing(effect, channels, channels, 0);
+        }
+        return;
+    }
+    auto** channels = reinterpret_cast<float**>(nullChannels.data());
+    callProcessFloat(channels, channels, 0);
+}
+
+void PluginHost::editorSize(int& width, int& height) const {
+    width = defaultEditorSize;
+    height = defaultEditorSize;
+    ERect* rect = nullptr;
+    dispatch(effEditGetRect, 0, 0, &rect);
+    if (rect != nullptr) {
+        width = rect->right - rect->left;
+        height = rect->bottom - rect->top;
+    }
+}
+
+void PluginHost::editorIdle() {
+    if (!editorOpen)
+        return;
+    if (needIdle)
+        needIdle = dispatch(effIdle) != 0;
+    dispatch(effEditIdle);
+}
+
+void PluginHost::resizeEditorWindow(int width, int height) {
+    if (editorView != nullptr)
+        editorView->setContentSize(width, height);
+}
