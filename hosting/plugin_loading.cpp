@@ -26,6 +26,19 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     return true;
 }
 
+namespace {
+
+bool openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
+    host.library = std::move(library);
+    host.entryPoint = entry;
+    AEffect* effect = nullptr;
+    if (!guardedCall([&] { effect = entry(hostCallback); }))
+        return false;
+    return attachEffect(host, effect);
+}
+
+} // namespace
+
 bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
     if (!module)
         return false;
@@ -34,12 +47,15 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
         entry = reinterpret_cast<VstPluginMainProc>(module->symbol("main"));
     if (entry == nullptr)
         return false;
-    host.library = std::move(module);
-    host.entryPoint = entry;
-    AEffect* effect = nullptr;
-    if (!guardedCall([&] { effect = entry(hostCallback); }))
+    return openFromEntry(host, entry, std::move(module));
+}
+
+PluginSource takeSource(PluginHost& host) { return PluginSource{host.entryPoint, host.library}; }
+
+bool reopen(PluginHost& host, PluginSource source) {
+    if (source.entryPoint == nullptr)
         return false;
-    return attachEffect(host, effect);
+    return openFromEntry(host, source.entryPoint, std::move(source.library));
 }
 
 bool loadVst3(PluginHost&, const std::string&) { return false; }

@@ -19,3 +19,17 @@ bool loadVst3(PluginHost& host, const std::string& path);
 // Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
 // instruments. On a failed open the record stays with the host, so teardown still closes it.
 bool attachEffect(PluginHost& host, AEffect* effect);
+
+// What a fresh instance of an already loaded plug-in is made from: the entry function and the
+// code that must stay loaded meanwhile.
+struct PluginSource {
+    VstPluginMainProc entryPoint = nullptr;
+    std::shared_ptr<ModuleLibrary> library;
+};
+
+// Taken from a host before it is destroyed, so that its code stays loaded.
+PluginSource takeSource(PluginHost& host);
+
+// Opens a new instance from `source` on a fresh host; false when there is nothing to open from
+// or the plug-in refuses.
+bool reopen(PluginHost& host, PluginSource source);
