@@ -1,12 +1,37 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 
-// Rate and channel layout of the audio streams; 20 bytes little-endian on the wire.
+// Rate, channel counts and speaker masks of the audio streams. A plain value; any thread.
 struct StreamFormat {
     uint32_t sampleRate = 0;
     uint32_t inputChannels = 0;
     uint32_t inputChannelMask = 0;
     uint32_t outputChannels = 0;
     uint32_t outputChannelMask = 0;
+
+    friend bool operator==(const StreamFormat&, const StreamFormat&) = default;
 };
+
+// The option numbers a format is built from, as the front end read them (absent = 0).
+struct StreamFormatOptions {
+    int rate = 0;
+    int channels = 0;
+    int channelsOutput = 0;
+    int chanmask = 0;
+    int chanmaskOutput = 0;
+};
+
+constexpr uint32_t streamFormatBytes = 20;
+
+// The speaker mask that goes into the record for `channels` when `mask` was asked for.
+uint32_t effectiveMask(uint32_t channels, uint32_t mask);
+
+// The record, or nothing when rate or a channel count is out of range.
+std::optional<StreamFormat> buildStreamFormat(const StreamFormatOptions& options);
+
+// The 20-byte little-endian form that travels on the chunked streams.
+std::array<uint8_t, streamFormatBytes> encodeStreamFormat(const StreamFormat& format);
+StreamFormat decodeStreamFormat(const uint8_t* bytes);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Vesk {
+class streamIn;
+}
+class vstProcessShared;
+
+// The two loops that move a data stream through a processor. Input comes from `input`; every
+// reply and all processed audio go to the processor's own output stream (which may be null),
+// so that audio and replies keep their order. `formatSet` says whether the command line's
+// format was valid and accepted. Both run on the calling thread until the input ends.
+
+// Bare interleaved samples until the input ends, then the tail. Throws "audio format not set"
+// when no format was set, and whatever the processor throws.
+void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
+
+// Commands with a length and a payload, each answered in order. True when the input ended
+// between chunks (or inside a header), false when it ended inside a payload. Throws "unknown
+// command", "bad input", "audio format not set" and whatever the processor throws.
+bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
