@@ -1,5 +1,66 @@
 #include "app/commands.h"
 
-#include "support/errors.h"
+#include "audio/framing.h"
+#include "audio/stream_format.h"
+#include "audio/vst_process.h"
+#include "support/buffered_streams.h"
 
-bool runProcessCommand(VSTGlobals&) { throw Vesk::not_implemented(); }
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+std::unique_ptr<vstProcessShared> makeProcessor(VSTGlobals& globals) {
+    if (wantsDoublePrecision(globals.arguments) && globals.plugin->canDoubleReplacing())
+        return std::make_unique<vstProcess2<double>>(globals);
+    return std::make_unique<vstProcess2<float>>(globals);
+}
+
+StreamFormatOptions formatOptions(const ArgumentMap& arguments) {
+    StreamFormatOptions options;
+    options.rate = getIntOption(arguments, "--rate");
+    options.channels = getIntOption(arguments, "--channels");
+    options.channelsOutput = getIntOption(arguments, "--channels-output");
+    options.chanmask = getIntOption(arguments, "--chanmask");
+    options.chanmaskOutput = getIntOption(arguments, "--chanmask-output");
+    return options;
+}
+
+// Applies the command line's format; false when the options give no valid one (audio then
+// fails later, or waits for a format message).
+bool applyFormatFromOptions(vstProcessShared& processor, const ArgumentMap& arguments) {
+    const auto requested = buildStreamFormat(formatOptions(arguments));
+    if (!requested)
+        return false;
+    StreamFormat applied = *requested;
+    processor.setStreamFormat(applied);
+    if (applied.sampleRate != requested->sampleRate || applied.inputChannels != requested->inputChannels ||
+        applied.outputChannels != requested->outputChannels)
+        throw std::runtime_error("unsupported stream format");
+    return true;
+}
+
+} // namespace
+
+bool runProcessCommand(VSTGlobals& globals) {
+    if (!globals.plugin)
+        return false;
+    // Large reads and writes instead of one system call per block; the input flushes the
+    // output before it waits, so a parent that waits for our replies is never stalled.
+    auto output = std::make_shared<Vesk::bufferedStreamOut>(globals.output);
+    auto input = std::make_shared<Vesk::bufferedStreamIn>(globals.input, output);
+    globals.output = output;
+    globals.input = input;
+
+    auto processor = makeProcessor(globals);
+    const bool formatSet = applyFormatFromOptions(*processor, globals.arguments);
+    const auto protocol = findArgument(globals.arguments, "--protocol");
+    bool succeeded = true;
+    if (protocol && *protocol == "chunked")
+        succeeded = runChunkedFraming(*processor, *input, formatSet);
+    else
+        runPlainFraming(*processor, *input, formatSet);
+    processor.reset();
+    output->flush();
+    return succeeded;
+}

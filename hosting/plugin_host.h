@@ -48,6 +48,9 @@ public:
     // One empty block, so that plug-ins which settle state on their first process call do so.
     void prime();
 
+    // Hands settings bytes to the plug-in as its chunk.
+    void loadState(const uint8_t* data, uint64_t length);
+
     // Editor size from the plug-in, 100 x 100 when it gives none.
     void editorSize(int& width, int& height) const;
     // Runs the plug-in's idle and editor idle as the host callback's editor-idle asks.

@@ -1,0 +1,106 @@
+#include "audio/vst_process.h"
+
+#include "app/vst_globals.h"
+#include "hosting/plugin_loading.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+constexpr size_t tailReserveBytes = 1 << 20;
+constexpr uint32_t secondsOfLongestTail = 60;
+
+} // namespace
+
+template <typename T>
+vstProcess2<T>::vstProcess2(VSTGlobals& globals)
+    : vstProcessShared(getIntOption(globals.arguments, "--bits"), getIntOption(globals.arguments, "--formattag"),
+                       globals.output.get()),
+      globals(globals) {}
+
+template <typename T> PluginHost& vstProcess2<T>::plugin() const {
+    // A failed reopen leaves no plug-in; anything asked of it afterwards cannot be processed.
+    if (!globals.plugin)
+        throw std::runtime_error("VST processing failure");
+    return *globals.plugin;
+}
+
+template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
+    constexpr bool useDouble = std::is_same_v<T, double>;
+    plugin().setProcessPrecision(useDouble);
+    if (!plugin().setFormat(format))
+        throw std::runtime_error("VST refused audio format");
+    if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(), blockFrames))
+        throw std::runtime_error("Format conversion failure");
+    applied = format;
+    applyFrameSizes(format.inputChannels, format.outputChannels);
+}
+
+template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
+    const auto count = static_cast<int32_t>(frames);
+    if constexpr (std::is_same_v<T, double>)
+        return plugin().processDouble(converter.inputs(), converter.outputs(), count);
+    else
+        return plugin().processFloat(converter.inputs(), converter.outputs(), count);
+}
+
+template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uint64_t length) {
+    const uint32_t frames = framesIn(length);
+    converter.reader(data, frames);
+    if (!runBlock(frames))
+        throw std::runtime_error("VST processing failure");
+    if (output() != nullptr && !outputMuted()) {
+        converter.writer(byteBuffer(), frames);
+        emitOutputFrames(frames);
+    }
+}
+
+template <typename T> std::vector<uint8_t> vstProcess2<T>::renderTail() {
+    std::vector<uint8_t> tail;
+    tail.reserve(tailReserveBytes);
+    const int64_t rate = applied.sampleRate;
+    int64_t remaining = plugin().tailSize();
+    if (remaining == 0)
+        remaining = rate / 10;
+    if (remaining == 1)
+        return tail;  // the plug-in says it has no tail
+    if (remaining <= 0 || remaining >= rate * secondsOfLongestTail)
+        return tail;
+    while (remaining > 0) {
+        converter.clearSamples();
+        const auto frames = static_cast<uint32_t>(std::min<int64_t>(remaining, blockFrames));
+        if (!runBlock(frames) || converter.allOutputsSilent(frames))
+            break;
+        converter.writer(byteBuffer(), frames);
+        const size_t bytes = static_cast<size_t>(outputFrameBytes()) * frames;
+        tail.insert(tail.end(), byteBuffer(), byteBuffer() + bytes);
+        remaining -= frames;
+    }
+    return tail;
+}
+
+template <typename T> uint32_t vstProcess2<T>::latencyFrames() {
+    if (!globals.plugin)
+        return 0;
+    const int32_t delay = globals.plugin->initialDelay();
+    return delay > 0 ? static_cast<uint32_t>(delay) : 0;
+}
+
+template <typename T> void vstProcess2<T>::reopenPlugin() {
+    PluginSource source = takeSource(plugin());
+    globals.plugin.reset();
+    auto fresh = std::make_unique<PluginHost>();
+    fresh->processLevel = processLevelFromArguments(globals.arguments);
+    if (!reopen(*fresh, std::move(source)))
+        throw std::runtime_error("Could not reopen VST");
+    globals.plugin = std::move(fresh);
+}
+
+template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
+    if (globals.plugin)
+        globals.plugin->loadState(data, length);
+}
+
+template class vstProcess2<float>;
+template class vstProcess2<double>;
