@@ -11,7 +11,9 @@ namespace {
 constexpr uint32_t spareChannelPointers = 16;
 
 template <typename Codec>
-concept quantisedCodec = requires(int32_t v, uint8_t* p) { Codec::pack(v, p); };
+concept quantisedCodec = requires(int32_t v, uint8_t* p) {
+    Codec::pack(v, p);
+};
 
 // Quantised samples wait here between the two steps of an integer write.
 constexpr uint32_t quantisePiece = 256;
@@ -30,7 +32,6 @@ void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, u
             out[i] = Codec::template decode<T>(in + i * frameBytes);
     }
 }
-
 
 // Mono and stereo pack all channels of a frame together, which the compiler turns into vector
 // interleaving; other counts pack channel by channel.
@@ -167,7 +168,9 @@ template <typename T> template <typename Stored> void FmtConverter2<T>::setupTyp
     choose<typename codecOf<Stored>::type>();
 }
 
-template <typename T> void FmtConverter2<T>::setup24() { choose<sampleCodecs::int24>(); }
+template <typename T> void FmtConverter2<T>::setup24() {
+    choose<sampleCodecs::int24>();
+}
 
 template <typename T> void FmtConverter2<T>::reader(const uint8_t* source, uint32_t frames) {
     // A larger run would write past the channel buffers; the processor never asks for one.

@@ -6,7 +6,7 @@
 // Owns the plug-in's per-channel sample buffers and converts between them and interleaved stream
 // bytes. T is the plug-in's sample type (float or double). Owned by one processor; one thread.
 template <typename T> class FmtConverter2 {
-public:
+  public:
     // Reallocates the buffers and picks the reader and writer for the encoding. False when the
     // encoding has none (the buffers stay allocated).
     bool setup(uint32_t inputChannels, uint32_t outputChannels, int bits, bool isFloat,
@@ -28,7 +28,7 @@ public:
     uint32_t outputChannels() const { return outputCount; }
     uint32_t blockFrames() const { return frameCapacity; }
 
-private:
+  private:
     using readerFunction = void (*)(const uint8_t*, T* const*, uint32_t, uint32_t);
     using writerFunction = void (*)(uint8_t*, const T* const*, uint32_t, uint32_t);
 

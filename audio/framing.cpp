@@ -18,7 +18,9 @@ constexpr uint32_t chunkHeaderBytes = 8;
 // A length is only a claim: the payload buffer grows from this size as bytes really arrive.
 constexpr uint64_t firstPayloadPiece = 1 << 16;
 
-[[noreturn]] void formatNotSet() { throw std::runtime_error("audio format not set"); }
+[[noreturn]] void formatNotSet() {
+    throw std::runtime_error("audio format not set");
+}
 
 uint32_t readLittle32(const uint8_t* bytes) {
     return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
@@ -72,7 +74,7 @@ void processPayload(vstProcessShared& processor, const uint8_t* data, uint64_t l
 }
 
 class chunkedSession {
-public:
+  public:
     chunkedSession(vstProcessShared& processor, bool formatSet)
         : processor(processor), formatSet(formatSet) {}
 
@@ -99,7 +101,7 @@ public:
         }
     }
 
-private:
+  private:
     bool replies() const { return processor.output() != nullptr && !processor.outputMuted(); }
 
     void processAudio(const uint8_t* payload, uint64_t length) {

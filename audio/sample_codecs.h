@@ -8,8 +8,9 @@
 
 // One stream sample encoding each: its size and the conversion of a single sample to and from
 // the plug-in's type T. Integer encodings write in two steps, quantise (to int32_t, contiguous
-// and vectorised) then pack (into the strided stream bytes). Multiplication happens in T, so the float form loses low bits of wide
-// integers exactly as the double form does not. Stateless; any thread.
+// and vectorised) then pack (into the strided stream bytes). Multiplication happens in T, so the
+// float form loses low bits of wide integers exactly as the double form does not. Stateless; any
+// thread.
 namespace sampleCodecs {
 
 static_assert(std::endian::native == std::endian::little,
@@ -49,13 +50,17 @@ template <typename S> inline void store(uint8_t* bytes, S sample) {
 
 struct float32 {
     static constexpr uint32_t size = 4;
-    template <typename T> static T decode(const uint8_t* p) { return static_cast<T>(load<float>(p)); }
+    template <typename T> static T decode(const uint8_t* p) {
+        return static_cast<T>(load<float>(p));
+    }
     template <typename T> static void encode(T x, uint8_t* p) { store(p, static_cast<float>(x)); }
 };
 
 struct float64 {
     static constexpr uint32_t size = 8;
-    template <typename T> static T decode(const uint8_t* p) { return static_cast<T>(load<double>(p)); }
+    template <typename T> static T decode(const uint8_t* p) {
+        return static_cast<T>(load<double>(p));
+    }
     template <typename T> static void encode(T x, uint8_t* p) { store(p, static_cast<double>(x)); }
 };
 

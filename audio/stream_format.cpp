@@ -24,7 +24,9 @@ uint32_t defaultMask(uint32_t channels) {
     }
 }
 
-bool channelCountValid(int channels) { return channels >= 1 && channels <= mostChannels; }
+bool channelCountValid(int channels) {
+    return channels >= 1 && channels <= mostChannels;
+}
 
 uint32_t readLittle32(const uint8_t* bytes) {
     return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
@@ -49,7 +51,8 @@ uint32_t effectiveMask(uint32_t channels, uint32_t mask) {
 }
 
 std::optional<StreamFormat> buildStreamFormat(const StreamFormatOptions& options) {
-    const int outputChannels = options.channelsOutput != 0 ? options.channelsOutput : options.channels;
+    const int outputChannels =
+        options.channelsOutput != 0 ? options.channelsOutput : options.channels;
     // One unsigned comparison: negative rates wrap above the top bound.
     const bool rateValid =
         static_cast<uint32_t>(options.rate) - lowestRate <= highestRate - lowestRate;

@@ -14,7 +14,7 @@ class streamOut;
 // the concrete processor adds the converter and the calls into the plug-in host. Owned by the
 // running command; used from that command's thread only.
 class vstProcessShared {
-public:
+  public:
     // The block size handed to plug-ins, whatever the stream carries.
     static constexpr uint32_t blockFrames = 512;
 
@@ -48,7 +48,7 @@ public:
     bool outputMuted() const { return muted; }
     void setOutputMuted(bool value) { muted = value; }
 
-protected:
+  protected:
     // Frame and block sizes for the applied channel counts, and a fresh zeroed byte buffer large
     // enough for a block either way.
     void applyFrameSizes(uint32_t inputChannels, uint32_t outputChannels);
@@ -57,7 +57,7 @@ protected:
     // Writes `frames` output frames from the byte buffer unless there is no output or it is muted.
     void emitOutputFrames(uint32_t frames);
 
-private:
+  private:
     int32_t sampleBits;
     int32_t sampleFormatTag;
     Vesk::streamOut* outputStream;

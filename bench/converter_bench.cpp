@@ -16,9 +16,11 @@ struct encoding {
     bool isFloat;
 };
 
-constexpr encoding encodings[] = {{8, false}, {16, false}, {24, false}, {32, false}, {32, true}, {64, true}};
+constexpr encoding encodings[] = {{8, false},  {16, false}, {24, false},
+                                  {32, false}, {32, true},  {64, true}};
 
-template <typename T> FmtConverter2<T> makeConverter(const benchmark::State& state, uint32_t channels) {
+template <typename T>
+FmtConverter2<T> makeConverter(const benchmark::State& state, uint32_t channels) {
     const encoding e = encodings[state.range(0)];
     FmtConverter2<T> converter;
     converter.setup(channels, channels, e.bits, e.isFloat, blockFrames);

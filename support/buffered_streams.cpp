@@ -115,6 +115,8 @@ void bufferedStreamIn::waitReady() {
     }
 }
 
-bool bufferedStreamIn::isReady() { return start < end || source->isReady(); }
+bool bufferedStreamIn::isReady() {
+    return start < end || source->isReady();
+}
 
 } // namespace Vesk

@@ -13,7 +13,7 @@ namespace Vesk {
 // Collects small writes and passes them on in large pieces; `flush` pushes out the rest. The
 // destructor flushes too but swallows failures, so callers that care flush themselves.
 class bufferedStreamOut : public streamOut {
-public:
+  public:
     static constexpr size_t defaultCapacity = 1 << 16;
 
     explicit bufferedStreamOut(std::shared_ptr<streamOut> sink, size_t capacity = defaultCapacity);
@@ -23,7 +23,7 @@ public:
     void flush() override;
     uint64_t pending() const { return used; }
 
-private:
+  private:
     void drain();
 
     std::shared_ptr<streamOut> sink;
@@ -35,7 +35,7 @@ private:
 // `linkedOutput`, so a parent that waits for our output before sending more is never left
 // waiting for bytes that sit in our buffer.
 class bufferedStreamIn : public streamIn {
-public:
+  public:
     static constexpr size_t defaultCapacity = 1 << 16;
 
     bufferedStreamIn(std::shared_ptr<streamIn> source, std::shared_ptr<streamOut> linkedOutput,
@@ -48,7 +48,7 @@ public:
     void waitReady() override;
     bool isReady() override;
 
-private:
+  private:
     // Refills the empty buffer; waits only when `mayWait`. 0 at the end of the source (or, when
     // not allowed to wait, when nothing is at hand).
     uint64_t refill(bool mayWait);

@@ -10,7 +10,7 @@
 // A processor without a plug-in: output frames are copies of the input frames (the counts must
 // match), latency and tail are whatever the test sets, and every call is recorded.
 class fakeProcessor : public vstProcessShared {
-public:
+  public:
     using vstProcessShared::vstProcessShared;
 
     void setStreamFormat(StreamFormat& format) override {
@@ -44,7 +44,7 @@ public:
 
 // Collects everything written.
 class vectorSink : public Vesk::streamOut {
-public:
+  public:
     void write(const void* buffer, uint64_t length) override {
         const auto* bytes = static_cast<const uint8_t*>(buffer);
         data.insert(data.end(), bytes, bytes + length);

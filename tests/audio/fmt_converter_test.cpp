@@ -30,31 +30,59 @@ struct WriteCase {
 
 // Values the float form holds exactly (or, for -1e-9, rounds the same), so both forms agree.
 const WriteCase writeCases[] = {
-    {u8, 1.0, {0xFF}},  {u8, -1.0, {0x00}}, {u8, 0.0, {0x80}}, {u8, 2.0, {0xFF}},
-    {u8, -2.0, {0x00}}, {u8, 127.5 / 128, {0xFF}}, {u8, 0.5 / 128, {0x81}},
-    {u8, -0.5 / 128, {0x7F}}, {u8, 1.5 / 128, {0x82}}, {u8, -1.5 / 128, {0x7E}},
-    {u8, 0.49 / 128, {0x80}}, {u8, nan, {0x80}}, {u8, inf, {0xFF}}, {u8, -inf, {0x00}},
+    {u8, 1.0, {0xFF}},
+    {u8, -1.0, {0x00}},
+    {u8, 0.0, {0x80}},
+    {u8, 2.0, {0xFF}},
+    {u8, -2.0, {0x00}},
+    {u8, 127.5 / 128, {0xFF}},
+    {u8, 0.5 / 128, {0x81}},
+    {u8, -0.5 / 128, {0x7F}},
+    {u8, 1.5 / 128, {0x82}},
+    {u8, -1.5 / 128, {0x7E}},
+    {u8, 0.49 / 128, {0x80}},
+    {u8, nan, {0x80}},
+    {u8, inf, {0xFF}},
+    {u8, -inf, {0x00}},
 
-    {s16, 1.0, {0xFF, 0x7F}}, {s16, -1.0, {0x00, 0x80}}, {s16, 2.0, {0xFF, 0x7F}},
-    {s16, -2.0, {0x00, 0x80}}, {s16, 0.5 * lsb16, {0x01, 0x00}},
-    {s16, -0.5 * lsb16, {0xFF, 0xFF}}, {s16, 1.5 * lsb16, {0x02, 0x00}},
-    {s16, -1.5 * lsb16, {0xFE, 0xFF}}, {s16, -0.25 * lsb16, {0x00, 0x00}},
-    {s16, nan, {0x00, 0x00}}, {s16, -inf, {0x00, 0x80}}, {s16, 1e30, {0xFF, 0x7F}},
+    {s16, 1.0, {0xFF, 0x7F}},
+    {s16, -1.0, {0x00, 0x80}},
+    {s16, 2.0, {0xFF, 0x7F}},
+    {s16, -2.0, {0x00, 0x80}},
+    {s16, 0.5 * lsb16, {0x01, 0x00}},
+    {s16, -0.5 * lsb16, {0xFF, 0xFF}},
+    {s16, 1.5 * lsb16, {0x02, 0x00}},
+    {s16, -1.5 * lsb16, {0xFE, 0xFF}},
+    {s16, -0.25 * lsb16, {0x00, 0x00}},
+    {s16, nan, {0x00, 0x00}},
+    {s16, -inf, {0x00, 0x80}},
+    {s16, 1e30, {0xFF, 0x7F}},
 
-    {s24, 1.0, {0xFF, 0xFF, 0x7F}}, {s24, -1.0, {0x00, 0x00, 0x80}},
-    {s24, -1e-9, {0xFF, 0xFF, 0xFF}}, {s24, 0.0, {0x00, 0x00, 0x00}},
-    {s24, 256 * lsb32, {0x01, 0x00, 0x00}}, {s24, -256 * lsb32, {0xFF, 0xFF, 0xFF}},
-    {s24, 255 * lsb32, {0x00, 0x00, 0x00}}, {s24, 2.0, {0xFF, 0xFF, 0x7F}},
-    {s24, nan, {0x00, 0x00, 0x00}}, {s24, -inf, {0x00, 0x00, 0x80}},
+    {s24, 1.0, {0xFF, 0xFF, 0x7F}},
+    {s24, -1.0, {0x00, 0x00, 0x80}},
+    {s24, -1e-9, {0xFF, 0xFF, 0xFF}},
+    {s24, 0.0, {0x00, 0x00, 0x00}},
+    {s24, 256 * lsb32, {0x01, 0x00, 0x00}},
+    {s24, -256 * lsb32, {0xFF, 0xFF, 0xFF}},
+    {s24, 255 * lsb32, {0x00, 0x00, 0x00}},
+    {s24, 2.0, {0xFF, 0xFF, 0x7F}},
+    {s24, nan, {0x00, 0x00, 0x00}},
+    {s24, -inf, {0x00, 0x00, 0x80}},
 
-    {s32, 1.0, {0xFF, 0xFF, 0xFF, 0x7F}}, {s32, -1.0, {0x00, 0x00, 0x00, 0x80}},
-    {s32, 0.5 * lsb32, {0x01, 0x00, 0x00, 0x00}}, {s32, -0.5 * lsb32, {0xFF, 0xFF, 0xFF, 0xFF}},
-    {s32, 3.0, {0xFF, 0xFF, 0xFF, 0x7F}}, {s32, nan, {0x00, 0x00, 0x00, 0x00}},
-    {s32, inf, {0xFF, 0xFF, 0xFF, 0x7F}}, {s32, -inf, {0x00, 0x00, 0x00, 0x80}},
+    {s32, 1.0, {0xFF, 0xFF, 0xFF, 0x7F}},
+    {s32, -1.0, {0x00, 0x00, 0x00, 0x80}},
+    {s32, 0.5 * lsb32, {0x01, 0x00, 0x00, 0x00}},
+    {s32, -0.5 * lsb32, {0xFF, 0xFF, 0xFF, 0xFF}},
+    {s32, 3.0, {0xFF, 0xFF, 0xFF, 0x7F}},
+    {s32, nan, {0x00, 0x00, 0x00, 0x00}},
+    {s32, inf, {0xFF, 0xFF, 0xFF, 0x7F}},
+    {s32, -inf, {0x00, 0x00, 0x00, 0x80}},
 
-    {f32, 1.5, {0x00, 0x00, 0xC0, 0x3F}}, {f32, -2.0, {0x00, 0x00, 0x00, 0xC0}},
+    {f32, 1.5, {0x00, 0x00, 0xC0, 0x3F}},
+    {f32, -2.0, {0x00, 0x00, 0x00, 0xC0}},
     {f32, 0.1, {0xCD, 0xCC, 0xCC, 0x3D}},
-    {f64, 1.5, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}}, {f64, -2.5, {0, 0, 0, 0, 0, 0, 0x04, 0xC0}},
+    {f64, 1.5, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}},
+    {f64, -2.5, {0, 0, 0, 0, 0, 0, 0x04, 0xC0}},
 };
 
 struct ReadCase {
@@ -64,18 +92,27 @@ struct ReadCase {
 };
 
 const ReadCase readCases[] = {
-    {u8, {0x80}, 0.0}, {u8, {0x00}, -1.0}, {u8, {0xFF}, 0.9921875}, {u8, {0x81}, 0.0078125},
-    {s16, {0x00, 0x80}, -1.0}, {s16, {0xFF, 0x7F}, 32767 * lsb16}, {s16, {0x01, 0x00}, lsb16},
+    {u8, {0x80}, 0.0},
+    {u8, {0x00}, -1.0},
+    {u8, {0xFF}, 0.9921875},
+    {u8, {0x81}, 0.0078125},
+    {s16, {0x00, 0x80}, -1.0},
+    {s16, {0xFF, 0x7F}, 32767 * lsb16},
+    {s16, {0x01, 0x00}, lsb16},
     {s16, {0xFF, 0xFF}, -lsb16},
-    {s24, {0x00, 0x00, 0x80}, -1.0}, {s24, {0xFF, 0xFF, 0x7F}, 0x7FFFFF00 * lsb32},
-    {s24, {0x01, 0x00, 0x00}, 256 * lsb32}, {s24, {0xFF, 0xFF, 0xFF}, -256 * lsb32},
-    {s32, {0x00, 0x00, 0x00, 0x80}, -1.0}, {s32, {0x01, 0x00, 0x00, 0x00}, lsb32},
-    {f32, {0x00, 0x00, 0xC0, 0x3F}, 1.5}, {f32, {0x00, 0x00, 0x80, 0x7F}, inf},
+    {s24, {0x00, 0x00, 0x80}, -1.0},
+    {s24, {0xFF, 0xFF, 0x7F}, 0x7FFFFF00 * lsb32},
+    {s24, {0x01, 0x00, 0x00}, 256 * lsb32},
+    {s24, {0xFF, 0xFF, 0xFF}, -256 * lsb32},
+    {s32, {0x00, 0x00, 0x00, 0x80}, -1.0},
+    {s32, {0x01, 0x00, 0x00, 0x00}, lsb32},
+    {f32, {0x00, 0x00, 0xC0, 0x3F}, 1.5},
+    {f32, {0x00, 0x00, 0x80, 0x7F}, inf},
     {f64, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}, 1.5},
 };
 
 template <typename T> class Converter : public testing::Test {
-protected:
+  protected:
     FmtConverter2<T> converter;
 
     void setup(encoding format, uint32_t inputs, uint32_t outputs, uint32_t block = 512) {
@@ -88,8 +125,8 @@ TYPED_TEST_SUITE(Converter, SampleTypes);
 
 TYPED_TEST(Converter, WritesKnownAnswers) {
     for (const auto& c : writeCases) {
-        SCOPED_TRACE(testing::Message() << c.format.bits << (c.format.isFloat ? "f " : "i ")
-                                        << c.value);
+        SCOPED_TRACE(testing::Message()
+                     << c.format.bits << (c.format.isFloat ? "f " : "i ") << c.value);
         this->setup(c.format, 1, 1);
         this->converter.outputs()[0][0] = static_cast<TypeParam>(c.value);
         bytes out(c.expected.size() + 1, 0xAA);
@@ -101,8 +138,8 @@ TYPED_TEST(Converter, WritesKnownAnswers) {
 
 TYPED_TEST(Converter, ReadsKnownAnswers) {
     for (const auto& c : readCases) {
-        SCOPED_TRACE(testing::Message() << c.format.bits << (c.format.isFloat ? "f " : "i ")
-                                        << c.expected);
+        SCOPED_TRACE(testing::Message()
+                     << c.format.bits << (c.format.isFloat ? "f " : "i ") << c.expected);
         this->setup(c.format, 1, 1);
         this->converter.reader(c.stream.data(), 1);
         EXPECT_EQ(this->converter.inputs()[0][0], static_cast<TypeParam>(c.expected));
@@ -204,10 +241,10 @@ TYPED_TEST(Converter, RefusesEncodingsOutsideTheTable) {
         bool isFloat;
         bool accepted;
     };
-    const refusal cases[] = {{8, false, true},  {16, false, true}, {24, false, true},
-                             {32, false, true}, {32, true, true},  {64, true, true},
-                             {20, false, false}, {16, true, false}, {8, true, false},
-                             {24, true, false}, {64, false, false}, {0, false, false},
+    const refusal cases[] = {{8, false, true},   {16, false, true},  {24, false, true},
+                             {32, false, true},  {32, true, true},   {64, true, true},
+                             {20, false, false}, {16, true, false},  {8, true, false},
+                             {24, true, false},  {64, false, false}, {0, false, false},
                              {-16, false, false}};
     for (const auto& c : cases)
         EXPECT_EQ(this->converter.setup(2, 2, c.bits, c.isFloat, 512), c.accepted)

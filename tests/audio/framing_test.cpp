@@ -43,7 +43,9 @@ bytes operator+(bytes a, const bytes& b) {
     return a;
 }
 
-bytes first(const bytes& data, size_t count) { return bytes(data.begin(), data.begin() + count); }
+bytes first(const bytes& data, size_t count) {
+    return bytes(data.begin(), data.begin() + count);
+}
 
 const StreamFormat stereo{44100, 2, 3, 2, 3};
 const bytes stereoRecord = [] {
@@ -90,8 +92,7 @@ TEST_P(ChunkedOutcome, EndsOrFailsWithItsText) {
 INSTANTIATE_TEST_SUITE_P(
     Table, ChunkedOutcome,
     testing::Values(
-        OutcomeCase{"EmptyInput", {}, "ended"},
-        OutcomeCase{"EndInsideCommand", {1, 0}, "ended"},
+        OutcomeCase{"EmptyInput", {}, "ended"}, OutcomeCase{"EndInsideCommand", {1, 0}, "ended"},
         OutcomeCase{"EndInsideLength", {1, 0, 0, 0, 8, 0, 0}, "ended"},
         OutcomeCase{"EndInsidePayload", first(chunk(3, stereoRecord), 18), "failed"},
         OutcomeCase{"FormatOf19", chunk(3, bytes(19)), "bad input"},
@@ -163,7 +164,7 @@ TEST(ChunkedFraming, StateAndReopenReachTheProcessorAndKeepTheFormat) {
 
 // A length is a claim only: the payload buffer must grow with the bytes that really arrive.
 class recordingSource : public Vesk::streamInMemRef {
-public:
+  public:
     using streamInMemRef::streamInMemRef;
     uint64_t read(void* buffer, uint64_t length) override {
         largestRequest = std::max(largestRequest, length);
@@ -281,7 +282,7 @@ TEST(PlainFraming, OddSizedPipeWritesStillGiveWholeFrames) {
 // A parent that sends one request and waits for its answer before sending the next. Every wait
 // of the parent has a generous limit, so a deadlock fails the test instead of hanging it.
 class ParentOverPipes : public testing::Test {
-protected:
+  protected:
     Pipe toChild, fromChild;
     std::optional<Vesk::streamInUnix> replies;
     std::shared_ptr<Vesk::bufferedStreamOut> childOut;

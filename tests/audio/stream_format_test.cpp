@@ -20,14 +20,14 @@ TEST_P(EffectiveMask, KeepsOnlyMasksWhoseBitCountEqualsThemselves) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EffectiveMask,
-    testing::Values(MaskCase{0, 1, 0},       // no channels, no mask, even for a kept mask
+    testing::Values(MaskCase{0, 1, 0}, // no channels, no mask, even for a kept mask
                     MaskCase{1, 0, 0x4}, MaskCase{2, 0, 0x3}, MaskCase{3, 0, 0},
                     MaskCase{4, 0, 0x33}, MaskCase{5, 0, 0}, MaskCase{6, 0, 0x3F},
                     MaskCase{7, 0, 0}, MaskCase{8, 0, 0},
-                    MaskCase{2, 1, 1},       // one bit, equal to itself: kept
-                    MaskCase{8, 1, 1},       // kept whatever the channel count
-                    MaskCase{2, 7, 0x3},     // three bits, but 3 != 7
-                    MaskCase{3, 7, 0},       // not kept although 3 channels have 3 bits
+                    MaskCase{2, 1, 1},   // one bit, equal to itself: kept
+                    MaskCase{8, 1, 1},   // kept whatever the channel count
+                    MaskCase{2, 7, 0x3}, // three bits, but 3 != 7
+                    MaskCase{3, 7, 0},   // not kept although 3 channels have 3 bits
                     MaskCase{2, 12, 0x3}, MaskCase{2, 3, 0x3}, MaskCase{6, 0x3F, 0x3F},
                     MaskCase{8, 0xFF, 0}, MaskCase{1, 0xFFFFFFFF, 0x4}));
 
@@ -66,8 +66,8 @@ INSTANTIATE_TEST_SUITE_P(
         BuildCase{"TooManyOutputs", {44100, 2, 33, 0, 0}, false, {}},
         BuildCase{"NegativeOutputs", {44100, 2, -1, 0, 0}, false, {}},
         BuildCase{"MonoMaskKept", {48000, 2, 0, 1, 0}, true, {48000, 2, 1, 2, 1}},
-        BuildCase{"OutputMirrorsInputEvenWithItsMask", {48000, 2, 0, 1, 0x3F}, true,
-                  {48000, 2, 1, 2, 1}},
+        BuildCase{
+            "OutputMirrorsInputEvenWithItsMask", {48000, 2, 0, 1, 0x3F}, true, {48000, 2, 1, 2, 1}},
         BuildCase{"OwnOutputCountAndMask", {48000, 2, 6, 0, 0}, true, {48000, 2, 3, 6, 0x3F}},
         BuildCase{"OwnOutputKeptMask", {48000, 6, 1, 0, 1}, true, {48000, 6, 0x3F, 1, 1}},
         BuildCase{"FiveChannelsNoLayout", {48000, 5, 0, 0, 0}, true, {48000, 5, 0, 5, 0}}),
@@ -75,8 +75,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(StreamFormatBytes, EncodesLittleEndianInFieldOrderAndDecodesBack) {
     const StreamFormat format{0x0000AC44, 2, 0x3, 0x01020304, 0xA0B0C0D0};
-    const std::array<uint8_t, 20> expected{0x44, 0xAC, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0,
-                                           4, 3, 2, 1, 0xD0, 0xC0, 0xB0, 0xA0};
+    const std::array<uint8_t, 20> expected{0x44, 0xAC, 0, 0, 2, 0, 0,    0,    3,    0,
+                                           0,    0,    4, 3, 2, 1, 0xD0, 0xC0, 0xB0, 0xA0};
     EXPECT_EQ(encodeStreamFormat(format), expected);
     EXPECT_EQ(decodeStreamFormat(expected.data()), format);
 }

@@ -9,7 +9,7 @@
 namespace {
 
 class recordingSink : public Vesk::streamOut {
-public:
+  public:
     void write(const void* buffer, uint64_t length) override {
         writes.emplace_back(static_cast<const char*>(buffer), length);
     }
@@ -49,7 +49,7 @@ TEST(BufferedStreamOut, DestructorDeliversWhatIsLeft) {
 
 // A source that gives at most `piece` bytes per call and says whether more is at hand.
 class tricklingSource : public Vesk::streamIn {
-public:
+  public:
     tricklingSource(std::string data, size_t piece, std::shared_ptr<recordingSink> watched)
         : data(std::move(data)), piece(piece), watched(std::move(watched)) {}
     uint64_t read(void* buffer, uint64_t length) override { return readSome(buffer, length); }
