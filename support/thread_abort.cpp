@@ -1,8 +1,18 @@
 #include "support/thread_abort.h"
 
-namespace Vesk {
+#include "support/waitable.h"
 
-// Threads get aborters with the thread library; until one is installed nothing aborts a wait.
-int currentAbortDescriptor() noexcept { return -1; }
+#include <utility>
+
+namespace Vesk {
+namespace {
+thread_local aborter* current = nullptr;
+} // namespace
+
+int currentAbortDescriptor() noexcept { return current ? current->descriptor() : -1; }
+
+aborter* currentAborter() noexcept { return current; }
+
+aborter* setCurrentAborter(aborter* stopper) noexcept { return std::exchange(current, stopper); }
 
 } // namespace Vesk

@@ -1,0 +1,52 @@
+#include "support/thread_platform.h"
+
+#import <Foundation/Foundation.h>
+#include <fcntl.h>
+#include <pthread/qos.h>
+#include <unistd.h>
+
+namespace Vesk::threadPlatform {
+
+// macOS has no pipe2. A fork-and-exec in another thread between the calls could leak the ends;
+// the adapter starts no programs, so the short window is accepted.
+bool createPipe(int fds[2]) {
+    if (::pipe(fds) != 0)
+        return false;
+    for (int i = 0; i < 2; ++i) {
+        ::fcntl(fds[i], F_SETFD, FD_CLOEXEC);
+        ::fcntl(fds[i], F_SETFL, ::fcntl(fds[i], F_GETFL) | O_NONBLOCK);
+    }
+    return true;
+}
+
+void prepareForThreads() {
+    // Cocoa switches to multithreaded mode once any NSThread has been started.
+    if (![NSThread isMultiThreaded]) {
+        NSThread* nothing = [[NSThread alloc] initWithBlock:^{
+        }];
+        [nothing start];
+    }
+}
+
+size_t threadNameLimit() { return 63; }
+
+void setCurrentThreadName(const std::string& name) {
+    @autoreleasepool {
+        [[NSThread currentThread] setName:[NSString stringWithUTF8String:name.c_str()]];
+    }
+}
+
+void setQualityOfService(pthread_attr_t& attributes, uint32_t qosClass, int32_t relativePriority) {
+    if (qosClass != 0)
+        ::pthread_attr_set_qos_class_np(&attributes, static_cast<qos_class_t>(qosClass), relativePriority);
+}
+
+void applyQualityOfServiceOnThread(uint32_t, int32_t) {}
+
+void runInReleaseScope(void (*body)(void*), void* context) {
+    @autoreleasepool {
+        body(context);
+    }
+}
+
+} // namespace Vesk::threadPlatform
