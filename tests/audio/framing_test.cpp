@@ -1,3 +1,4 @@
+#include "tests/common/test_pipe.h"
 #include "audio/framing.h"
 #include "fake_processor.h"
 
@@ -226,29 +227,7 @@ TEST(PlainFraming, MutedWritesNothingNotEvenTheTail) {
     EXPECT_EQ(h.processor.runs.size(), 1u);
 }
 
-struct Pipe {
-    int readEnd = -1, writeEnd = -1;
-    Pipe() {
-        int fds[2];
-        EXPECT_EQ(::pipe2(fds, O_CLOEXEC), 0);
-        readEnd = fds[0];
-        writeEnd = fds[1];
-    }
-    ~Pipe() {
-        closeRead();
-        closeWrite();
-    }
-    void closeRead() {
-        if (readEnd >= 0)
-            ::close(readEnd);
-        readEnd = -1;
-    }
-    void closeWrite() {
-        if (writeEnd >= 0)
-            ::close(writeEnd);
-        writeEnd = -1;
-    }
-};
+using Pipe = testing_support::TestPipe;
 
 void writeAll(int fd, const bytes& data) {
     Vesk::streamOutUnix(fd, -1.0).write(data.data(), data.size());

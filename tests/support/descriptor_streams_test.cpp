@@ -1,3 +1,4 @@
+#include "tests/common/test_pipe.h"
 #include "support/descriptor_wait.h"
 #include "support/errors.h"
 #include "support/stream_unix.h"
@@ -14,29 +15,7 @@
 
 namespace {
 
-struct TestPipe {
-    int readEnd = -1, writeEnd = -1;
-    TestPipe() {
-        int fds[2];
-        EXPECT_EQ(::pipe2(fds, O_CLOEXEC), 0);
-        readEnd = fds[0];
-        writeEnd = fds[1];
-    }
-    ~TestPipe() {
-        closeRead();
-        closeWrite();
-    }
-    void closeRead() {
-        if (readEnd >= 0)
-            ::close(readEnd);
-        readEnd = -1;
-    }
-    void closeWrite() {
-        if (writeEnd >= 0)
-            ::close(writeEnd);
-        writeEnd = -1;
-    }
-};
+using TestPipe = testing_support::TestPipe;
 
 struct TimeoutCase {
     double seconds;

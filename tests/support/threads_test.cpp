@@ -1,3 +1,4 @@
+#include "tests/common/test_pipe.h"
 #include "support/errors.h"
 #include "support/stream_unix.h"
 #include "support/thread.h"
@@ -23,19 +24,7 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-struct Pipe {
-    int readEnd = -1, writeEnd = -1;
-    Pipe() {
-        int fds[2];
-        EXPECT_EQ(::pipe2(fds, O_CLOEXEC), 0);
-        readEnd = fds[0];
-        writeEnd = fds[1];
-    }
-    ~Pipe() {
-        ::close(readEnd);
-        ::close(writeEnd);
-    }
-};
+using Pipe = testing_support::TestPipe;
 
 // A blocking stream operation on an idle pipe that only the thread's aborter can end.
 struct BlockedCase {
