@@ -1,5 +1,6 @@
 #include "app/commands.h"
 #include "app/plugin_opening.h"
+#include "app/state_file.h"
 #include "app/vst_globals.h"
 
 #include "support/errors.h"
@@ -62,7 +63,11 @@ bool mainWithGlobals(VSTGlobals& globals) {
     if (command == "test")
         return true;
 
-    applyStateFromArguments(globals);
+    // Read even for a word that turns out to be unknown: the plug-in is already loaded.
+    if (const auto dataPath = findArgument(globals.arguments, "--data")) {
+        globals.dataPath = *dataPath;
+        loadStateFile(globals);
+    }
     if (command == "info")
         return runInfoCommand(globals);
     if (command == "process")

@@ -1,5 +1,7 @@
 #include "audio/vst_process.h"
 
+#include "hosting/plugin_state.h"
+
 #include "app/vst_globals.h"
 #include "hosting/plugin_loading.h"
 
@@ -99,7 +101,7 @@ template <typename T> void vstProcess2<T>::reopenPlugin() {
 
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
     if (globals.plugin)
-        globals.plugin->loadState(data, length);
+        loadState(*globals.plugin, data, length);
 }
 
 template class vstProcess2<float>;

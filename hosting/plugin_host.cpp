@@ -246,9 +246,3 @@ void PluginHost::resizeEditorWindow(int width, int height) {
     if (editorView != nullptr)
         editorView->setContentSize(width, height);
 }
-
-void PluginHost::loadState(const uint8_t* data, uint64_t length) {
-    if (length == 0)
-        return;
-    dispatch(effSetChunk, 0, static_cast<intptr_t>(length), const_cast<uint8_t*>(data));
-}

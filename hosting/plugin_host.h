@@ -10,12 +10,15 @@
 class ModuleLibrary;
 class EditorWindow;
 struct StreamFormat;
+namespace Steinberg::Vst {
+class Vst2Wrapper;
+}
 
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
 // the program reaches it. Main thread, or the processing thread while it owns the plug-in; no
 // lock inside. Destruction suspends, closes the editor and the plug-in, then unloads its code.
 class PluginHost {
-public:
+  public:
     PluginHost();
     ~PluginHost();
     PluginHost(const PluginHost&) = delete;
@@ -48,9 +51,6 @@ public:
     // One empty block, so that plug-ins which settle state on their first process call do so.
     void prime();
 
-    // Hands settings bytes to the plug-in as its chunk.
-    void loadState(const uint8_t* data, uint64_t length);
-
     // Editor size from the plug-in, 100 x 100 when it gives none.
     void editorSize(int& width, int& height) const;
     // Runs the plug-in's idle and editor idle as the host callback's editor-idle asks.
@@ -60,6 +60,8 @@ public:
     AEffect* effect = nullptr;
     VstPluginMainProc entryPoint = nullptr;
     std::shared_ptr<ModuleLibrary> library;
+    // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
+    Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
 
     bool active = false;
     int32_t sampleRate = 0;
@@ -79,11 +81,11 @@ public:
     bool doublePrecision = false;
     bool formatSet = false;
 
-private:
+  private:
     template <typename Sample> Sample** pinArray(Sample** inputs, Sample** outputs, int32_t frames);
     void suspend();
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
 
     std::vector<void*> pins;
-    std::vector<double> scratch;  // silent channels for unused pins, sized for either precision
+    std::vector<double> scratch; // silent channels for unused pins, sized for either precision
 };
