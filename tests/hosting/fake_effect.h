@@ -21,6 +21,8 @@ struct FakeEffect {
         effect.processReplacing = &FakeEffect::processFloat;
         effect.process = &FakeEffect::accumulate;
         effect.processDoubleReplacing = &FakeEffect::processDouble;
+        effect.setParameter = &FakeEffect::setParameter;
+        effect.getParameter = &FakeEffect::getParameter;
         effect.numInputs = 2;
         effect.numOutputs = 2;
         effect.flags = effFlagsCanReplacing;
@@ -29,15 +31,18 @@ struct FakeEffect {
 
     static FakeEffect& of(AEffect* e) { return *static_cast<FakeEffect*>(e->object); }
 
-    static intptr_t dispatch(AEffect* e, int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) {
+    static intptr_t dispatch(AEffect* e, int32_t opcode, int32_t index, intptr_t value, void* ptr,
+                             float opt) {
         auto& self = of(e);
         self.calls.push_back({opcode, index, value, opt});
         if (opcode == effSetSpeakerArrangement)
             self.lastArrangement = *static_cast<VstSpeakerArrangement*>(ptr);
         if ((opcode == effGetInputProperties || opcode == effGetOutputProperties) && ptr) {
-            const auto& types = opcode == effGetInputProperties ? self.inputTypes : self.outputTypes;
+            const auto& types =
+                opcode == effGetInputProperties ? self.inputTypes : self.outputTypes;
             if (static_cast<size_t>(index) < types.size())
-                static_cast<VstPinProperties*>(ptr)->arrangementType = types[static_cast<size_t>(index)];
+                static_cast<VstPinProperties*>(ptr)->arrangementType =
+                    types[static_cast<size_t>(index)];
         }
         if (self.onDispatch)
             return self.onDispatch(opcode, index, value, ptr, opt);
@@ -61,7 +66,29 @@ struct FakeEffect {
                 out[c][i] += c < e->numInputs ? in[c][i] : 0.0f;
     }
 
-    static void processDouble(AEffect* e, double**, double**, int32_t) { of(e).processed.push_back("double"); }
+    static void processDouble(AEffect* e, double**, double**, int32_t) {
+        of(e).processed.push_back("double");
+    }
+
+    // Parameters live in `parameters`; numParams follows withParameters().
+    static void setParameter(AEffect* e, int32_t index, float value) {
+        auto& self = of(e);
+        self.parameterWrites.push_back(index);
+        if (index >= 0 && static_cast<size_t>(index) < self.parameters.size())
+            self.parameters[static_cast<size_t>(index)] = value;
+    }
+
+    static float getParameter(AEffect* e, int32_t index) {
+        const auto& self = of(e);
+        return index >= 0 && static_cast<size_t>(index) < self.parameters.size()
+                   ? self.parameters[static_cast<size_t>(index)]
+                   : 0.0f;
+    }
+
+    void withParameters(std::vector<float> values) {
+        parameters = std::move(values);
+        effect.numParams = static_cast<int32_t>(parameters.size());
+    }
 
     std::vector<int32_t> opcodes() const {
         std::vector<int32_t> result;
@@ -73,6 +100,8 @@ struct FakeEffect {
     AEffect effect{};
     std::vector<Call> calls;
     std::vector<std::string> processed;
+    std::vector<float> parameters;
+    std::vector<int32_t> parameterWrites;
     std::vector<float*> lastFloatPins;
     std::vector<int32_t> inputTypes, outputTypes;
     VstSpeakerArrangement lastArrangement{};
