@@ -9,17 +9,17 @@ namespace testing_support {
 
 // What a finished child left behind.
 struct ChildResult {
-    int exitStatus = -1;  // -1 when killed by a signal
-    int signal = 0;       // the signal that ended it, 0 if none
+    int exitStatus = -1; // -1 when killed by a signal
+    int signal = 0;      // the signal that ended it, 0 if none
     bool timedOut = false;
-    std::string out;      // descriptor 1
-    std::string err;      // descriptor 2
+    std::string out; // descriptor 1
+    std::string err; // descriptor 2
 };
 
 struct ChildOptions {
     std::string stdinBytes;
-    bool closeStdin = true;                      // end of input after stdinBytes
-    std::map<std::string, std::optional<std::string>> environment;  // nullopt removes a variable
+    bool closeStdin = true;                                        // end of input after stdinBytes
+    std::map<std::string, std::optional<std::string>> environment; // nullopt removes a variable
     double timeoutSeconds = 30.0;
     std::string workingDirectory;
 };

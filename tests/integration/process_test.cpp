@@ -1,4 +1,5 @@
 #include "tests/common/child_process.h"
+#include "tests/common/chunked_messages.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,8 @@
 namespace {
 
 using testing_support::ChildOptions;
+using testing_support::chunk;
+using testing_support::formatRecord;
 using testing_support::runAdapter;
 
 ChildOptions effect(const std::string& words, std::string input) {
@@ -24,10 +27,12 @@ std::string exactSamples(int bits, int tag, size_t frames, int channels) {
     std::string bytes;
     for (size_t i = 0; i < frames * static_cast<size_t>(channels); ++i) {
         if (tag == 3 && bits == 32) {
-            const float value = static_cast<float>(static_cast<int>(random() % 2001) - 1000) / 1024.0f;
+            const float value =
+                static_cast<float>(static_cast<int>(random() % 2001) - 1000) / 1024.0f;
             bytes.append(reinterpret_cast<const char*>(&value), 4);
         } else if (tag == 3) {
-            const double value = static_cast<double>(static_cast<int>(random() % 2001) - 1000) / 1024.0;
+            const double value =
+                static_cast<double>(static_cast<int>(random() % 2001) - 1000) / 1024.0;
             bytes.append(reinterpret_cast<const char*>(&value), 8);
         } else if (bits == 32) {
             // float has 24 bits of mantissa: keep the low byte clear.
@@ -39,19 +44,6 @@ std::string exactSamples(int bits, int tag, size_t frames, int channels) {
         }
     }
     return bytes;
-}
-
-std::string chunk(uint32_t code, const std::string& payload) {
-    std::string bytes(8, '\0');
-    std::memcpy(bytes.data(), &code, 4);
-    const auto length = static_cast<uint32_t>(payload.size());
-    std::memcpy(bytes.data() + 4, &length, 4);
-    return bytes + payload;
-}
-
-std::string formatRecord(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out, uint32_t outMask) {
-    const uint32_t fields[5] = {rate, in, inMask, out, outMask};
-    return std::string(reinterpret_cast<const char*>(fields), sizeof fields);
 }
 
 struct EncodingCase {
@@ -66,25 +58,29 @@ class IdentityRoundTrip : public testing::TestWithParam<EncodingCase> {};
 TEST_P(IdentityRoundTrip, PlainFramingReturnsTheSameBytes) {
     const auto& c = GetParam();
     const std::string input = exactSamples(c.bits, c.tag, c.frames, c.channels);
-    const std::string pins = "inputs=" + std::to_string(c.channels) + ",outputs=" + std::to_string(c.channels);
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100", "--channels",
-                                    std::to_string(c.channels), "--bits", std::to_string(c.bits), "--formattag",
-                                    std::to_string(c.tag)},
+    const std::string pins =
+        "inputs=" + std::to_string(c.channels) + ",outputs=" + std::to_string(c.channels);
+    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100",
+                                    "--channels", std::to_string(c.channels), "--bits",
+                                    std::to_string(c.bits), "--formattag", std::to_string(c.tag)},
                                    effect(pins + ",tail=1", input));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.err, "");
-    EXPECT_TRUE(result.out == input) << "output differs from input (" << result.out.size() << " bytes)";
+    EXPECT_TRUE(result.out == input)
+        << "output differs from input (" << result.out.size() << " bytes)";
 }
 
 TEST_P(IdentityRoundTrip, ChunkedFramingReturnsTheSameSamples) {
     const auto& c = GetParam();
     const std::string input = exactSamples(c.bits, c.tag, c.frames, c.channels);
-    const std::string pins = "inputs=" + std::to_string(c.channels) + ",outputs=" + std::to_string(c.channels);
+    const std::string pins =
+        "inputs=" + std::to_string(c.channels) + ",outputs=" + std::to_string(c.channels);
     const auto channels = static_cast<uint32_t>(c.channels);
     const std::string record = formatRecord(48000, channels, 0, channels, 0);
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits",
-                                    std::to_string(c.bits), "--formattag", std::to_string(c.tag)},
-                                   effect(pins, chunk(3, record) + chunk(1, input)));
+    const auto result =
+        runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits",
+                    std::to_string(c.bits), "--formattag", std::to_string(c.tag)},
+                   effect(pins, chunk(3, record) + chunk(1, input)));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     ASSERT_EQ(result.out.size(), 20 + input.size() + 4);
     EXPECT_EQ(result.out.substr(0, 4), record.substr(0, 4));
@@ -96,12 +92,13 @@ INSTANTIATE_TEST_SUITE_P(Encodings, IdentityRoundTrip,
                          testing::Values(EncodingCase{8, 1, 2, 1000}, EncodingCase{16, 1, 1, 513},
                                          EncodingCase{16, 1, 2, 0}, EncodingCase{24, 1, 2, 1500},
                                          EncodingCase{32, 1, 6, 700}, EncodingCase{32, 3, 2, 2048},
-                                         EncodingCase{64, 3, 32, 100}, EncodingCase{24, 1, 32, 511}));
+                                         EncodingCase{64, 3, 32, 100},
+                                         EncodingCase{24, 1, 32, 511}));
 
 TEST(Process, DelayComesBackThroughTheTail) {
     const std::string input = exactSamples(16, 1, 1000, 2);
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100", "--channels", "2",
-                                    "--bits", "16"},
+    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100",
+                                    "--channels", "2", "--bits", "16"},
                                    effect("delay=100", input));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     ASSERT_EQ(result.out.size(), input.size() + 400);
@@ -111,8 +108,8 @@ TEST(Process, DelayComesBackThroughTheTail) {
 
 TEST(Process, PrintingPlugInLeavesTheDataIntact) {
     const std::string input = exactSamples(16, 1, 3000, 2);
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100", "--channels", "2",
-                                    "--bits", "16"},
+    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100",
+                                    "--channels", "2", "--bits", "16"},
                                    effect("print,tail=1", input));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_TRUE(result.out == input);
@@ -121,17 +118,21 @@ TEST(Process, PrintingPlugInLeavesTheDataIntact) {
 TEST(Process, ChunkedLatencyTailAndReopen) {
     const std::string audio = exactSamples(16, 1, 600, 2);
     const std::string record = formatRecord(44100, 2, 3, 2, 3);
-    const std::string stream = chunk(3, record) + chunk(1, audio) + chunk(4, "") + chunk(5, "") + chunk(3, record) +
-                               chunk(1, audio);
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
-                                   effect("delay=64", stream));
+    const std::string stream = chunk(3, record) + chunk(1, audio) + chunk(4, "") + chunk(5, "") +
+                               chunk(3, record) + chunk(1, audio);
+    const auto result =
+        runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
+                   effect("delay=64", stream));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const uint32_t latency = 64;
     const std::string latencyBytes(reinterpret_cast<const char*>(&latency), 4);
     const uint32_t tailBytes = 64 * 4;
-    std::string expected = record + std::string(256, '\0') + audio.substr(0, audio.size() - 256) + latencyBytes;
-    expected += std::string(reinterpret_cast<const char*>(&tailBytes), 4) + audio.substr(audio.size() - 256);
-    expected += record + std::string(256, '\0') + audio.substr(0, audio.size() - 256) + latencyBytes;
+    std::string expected =
+        record + std::string(256, '\0') + audio.substr(0, audio.size() - 256) + latencyBytes;
+    expected += std::string(reinterpret_cast<const char*>(&tailBytes), 4) +
+                audio.substr(audio.size() - 256);
+    expected +=
+        record + std::string(256, '\0') + audio.substr(0, audio.size() - 256) + latencyBytes;
     EXPECT_TRUE(result.out == expected) << result.out.size() << " vs " << expected.size();
 }
 
@@ -145,27 +146,33 @@ struct ProtocolError {
 class ChunkedErrors : public testing::TestWithParam<ProtocolError> {};
 
 TEST_P(ChunkedErrors, EndWithTheirStatusAndText) {
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
-                                   effect("", GetParam().stream));
+    const auto result =
+        runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
+                   effect("", GetParam().stream));
     EXPECT_EQ(result.exitStatus, GetParam().status);
     EXPECT_EQ(result.err, GetParam().err);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, ChunkedErrors,
-    testing::Values(ProtocolError{"ShortFormat", chunk(3, std::string(19, '\0')), 255, "bad input\n"},
+    testing::Values(ProtocolError{"ShortFormat", chunk(3, std::string(19, '\0')), 255,
+                                  "bad input\n"},
                     ProtocolError{"UnknownCode", chunk(6, ""), 255, "unknown command\n"},
-                    ProtocolError{"AudioBeforeFormat", chunk(1, std::string(4, '\0')), 255, "audio format not set\n"},
+                    ProtocolError{"AudioBeforeFormat", chunk(1, std::string(4, '\0')), 255,
+                                  "audio format not set\n"},
                     ProtocolError{"TruncatedHeader", std::string("\x01\x00", 2), 0, ""},
                     ProtocolError{"TruncatedPayload", chunk(2, "abcdef").substr(0, 10), 255, ""},
-                    ProtocolError{"HugeLengthFewBytes", std::string("\x02\x00\x00\x00\xff\xff\xff\xff" "abc", 11), 255,
-                                  ""}),
+                    ProtocolError{"HugeLengthFewBytes",
+                                  std::string("\x02\x00\x00\x00\xff\xff\xff\xff"
+                                              "abc",
+                                              11),
+                                  255, ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Process, PlainFormatOutOfRangeIsNotSet) {
-    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "99", "--channels", "2",
-                                    "--bits", "16"},
-                                   effect("", ""));
+    const auto result = runAdapter(
+        {"process", "--vst", TEST_EFFECT_PATH, "--rate", "99", "--channels", "2", "--bits", "16"},
+        effect("", ""));
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.err, "audio format not set\n");
 }

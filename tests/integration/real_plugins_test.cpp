@@ -1,4 +1,5 @@
 #include "tests/common/child_process.h"
+#include "tests/common/plugin_environment.h"
 
 #include <gtest/gtest.h>
 
@@ -11,18 +12,8 @@ namespace {
 using testing_support::ChildOptions;
 using testing_support::runAdapter;
 
-// Commands that never open an editor: they must work with no display, and plug-ins that write
-// settings to $HOME get a throw-away one.
 ChildOptions headless() {
-    ChildOptions options;
-    options.environment["DISPLAY"] = std::nullopt;
-    options.environment["WAYLAND_DISPLAY"] = std::nullopt;
-    options.environment["HOME"] = std::filesystem::temp_directory_path().string();
-    // Leaks inside third-party plug-ins are theirs; our own code is leak-checked with the
-    // in-tree plug-ins.
-    const char* asan = std::getenv("ASAN_OPTIONS");
-    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":detect_leaks=0";
-    return options;
+    return testing_support::realPluginOptions();
 }
 
 struct RealPlugin {
@@ -32,10 +23,12 @@ struct RealPlugin {
     int outputs;
 };
 
-void PrintTo(const RealPlugin& plugin, std::ostream* out) { *out << plugin.name; }
+void PrintTo(const RealPlugin& plugin, std::ostream* out) {
+    *out << plugin.name;
+}
 
 class RealVst2Plugins : public testing::TestWithParam<RealPlugin> {
-protected:
+  protected:
     void SetUp() override {
         if (!std::filesystem::exists(GetParam().path))
             GTEST_SKIP() << GetParam().path << " is not installed (scripts/setup installs it)";
@@ -43,7 +36,8 @@ protected:
 };
 
 TEST_P(RealVst2Plugins, TestLoads) {
-    const auto result = runAdapter({"test", "--vst", GetParam().path, "--vst-version", "2"}, headless());
+    const auto result =
+        runAdapter({"test", "--vst", GetParam().path, "--vst-version", "2"}, headless());
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.out, "");
 }
@@ -68,17 +62,19 @@ TEST_P(RealVst2Plugins, InfoCountsPins) {
         if (line.rfind("  Input ", 0) == 0 || line.rfind("  Output ", 0) == 0)
             ++pinSections;
     EXPECT_EQ(pinSections, GetParam().inputs + GetParam().outputs);
-    EXPECT_NE(result.err.find("Number of outputs: " + std::to_string(GetParam().outputs) + "\n"), std::string::npos);
+    EXPECT_NE(result.err.find("Number of outputs: " + std::to_string(GetParam().outputs) + "\n"),
+              std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Installed, RealVst2Plugins,
-    testing::Values(RealPlugin{"LspCompressorStereo", "/usr/lib/vst/lsp-plugins/compressor-stereo.so", 2, 2},
-                    RealPlugin{"LspCompressorMono", "/usr/lib/vst/lsp-plugins/compressor-mono.so", 1, 1},
-                    RealPlugin{"LspGateSidechain", "/usr/lib/vst/lsp-plugins/sc-gate-stereo.so", 4, 2},
-                    RealPlugin{"ZamCompSidechain", "/usr/lib/vst/ZamComp-vst.so", 2, 1},
-                    RealPlugin{"ZamDelay", "/usr/lib/vst/ZamDelay-vst.so", 1, 1},
-                    RealPlugin{"ZamEq", "/usr/lib/vst/ZamEQ2-vst.so", 1, 1}),
+    testing::Values(
+        RealPlugin{"LspCompressorStereo", "/usr/lib/vst/lsp-plugins/compressor-stereo.so", 2, 2},
+        RealPlugin{"LspCompressorMono", "/usr/lib/vst/lsp-plugins/compressor-mono.so", 1, 1},
+        RealPlugin{"LspGateSidechain", "/usr/lib/vst/lsp-plugins/sc-gate-stereo.so", 4, 2},
+        RealPlugin{"ZamCompSidechain", "/usr/lib/vst/ZamComp-vst.so", 2, 1},
+        RealPlugin{"ZamDelay", "/usr/lib/vst/ZamDelay-vst.so", 1, 1},
+        RealPlugin{"ZamEq", "/usr/lib/vst/ZamEQ2-vst.so", 1, 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(RealVst2Library, LibraryWithoutEntryIsRefused) {
