@@ -23,7 +23,7 @@ std::optional<fs::path> onlyBinaryIn(const fs::path& folder) {
         if (it->path().extension() != binaryExtension || !regularFile(it->path()))
             continue;
         if (found)
-            return std::nullopt;  // more than one: refuse to guess
+            return std::nullopt; // more than one: refuse to guess
         found = it->path();
     }
     return found;
@@ -31,7 +31,8 @@ std::optional<fs::path> onlyBinaryIn(const fs::path& folder) {
 
 } // namespace
 
-std::optional<std::string> resolveModuleBinary(const std::string& path, const std::string& architecture) {
+std::optional<std::string> resolveModuleBinary(const std::string& path,
+                                               const std::string& architecture) {
     const fs::path given(path);
     if (regularFile(given))
         return path;
@@ -40,12 +41,13 @@ std::optional<std::string> resolveModuleBinary(const std::string& path, const st
         return std::nullopt;
     fs::path folder = given;
     if (!folder.has_filename())
-        folder = folder.parent_path();  // "Name.vst/" names the same folder as "Name.vst"
+        folder = folder.parent_path(); // "Name.vst/" names the same folder as "Name.vst"
     const std::string stem = folder.stem().string();
     const fs::path architectureFolder = folder / "Contents" / architecture;
-    for (const auto& candidate : {regularFile(architectureFolder / (stem + binaryExtension)),
-                                  onlyBinaryIn(architectureFolder),
-                                  regularFile(folder / (stem + binaryExtension)), onlyBinaryIn(folder)}) {
+    for (const auto& candidate :
+         {regularFile(architectureFolder / (stem + binaryExtension)),
+          onlyBinaryIn(architectureFolder), regularFile(folder / (stem + binaryExtension)),
+          onlyBinaryIn(folder)}) {
         if (candidate)
             return candidate->string();
     }

@@ -10,4 +10,5 @@
 //   DIR/<DIR stem>.so                            -> a folder named after its binary
 //   DIR with exactly one .so                     -> that one
 // Anything else names no module.
-std::optional<std::string> resolveModuleBinary(const std::string& path, const std::string& architecture);
+std::optional<std::string> resolveModuleBinary(const std::string& path,
+                                               const std::string& architecture);

@@ -3,7 +3,7 @@
 // What the plug-in session needs of the window its editor lives in. Implemented per platform
 // by the editor window; main thread only.
 class EditorWindow {
-public:
+  public:
     virtual ~EditorWindow() = default;
     // Sets the content size in window units, keeping the window's position.
     virtual void setContentSize(int width, int height) = 0;

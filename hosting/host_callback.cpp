@@ -19,33 +19,13 @@ bool hostCanDo(const void* text) {
     return asked == "sendVstTimeInfo" || asked == "sizeWindow" || asked == "supplyIdle";
 }
 
-// One pass of host idling: the plug-in's own idle when it asked for it, the editor's idle, and
-// the delayed size check after a settings change.
-void idleStep(PluginHost& host) {
-    if (host.effect == nullptr)
-        return;
-    if (host.needIdle)
-        host.needIdle = host.dispatch(effIdle) != 0;
-    if (host.editorOpen)
-        host.dispatch(effEditIdle);
-    if (host.resizeCountdown >= 1) {
-        --host.resizeCountdown;
-        int width = 0, height = 0;
-        host.editorSize(width, height);
-        if (width == host.baselineWidth && height == host.baselineHeight)
-            return;
-        host.resizeEditorWindow(width, height);
-        host.resizeCountdown = 0;
-    }
-}
-
 intptr_t answerIdle(PluginHost* host) {
     if (host == nullptr)
         return 0;
     const bool remembered = host->needIdle;
     host->needIdle = true;
-    idleStep(*host);
-    idleStep(*host);
+    host->idleStep();
+    host->idleStep();
     host->needIdle = remembered;
     return 1;
 }

@@ -6,7 +6,7 @@
 // A loaded shared library or bundle binary. Owns the OS handle; the code stays loaded for the
 // object's life. Platform files: module_library_linux.cpp (dlopen), module_library_mac.mm.
 class ModuleLibrary {
-public:
+  public:
     virtual ~ModuleLibrary() = default;
     // Address of an exported function, or null.
     virtual void* symbol(const char* name) const = 0;

@@ -18,12 +18,12 @@ struct DlCloser {
 };
 
 class DlModuleLibrary final : public ModuleLibrary {
-public:
+  public:
     DlModuleLibrary(void* handle, std::string path) : handle(handle), path(std::move(path)) {}
     void* symbol(const char* name) const override { return ::dlsym(handle.get(), name); }
     const std::string& binaryPath() const override { return path; }
 
-private:
+  private:
     std::unique_ptr<void, DlCloser> handle;
     std::string path;
 };

@@ -38,7 +38,9 @@ PinGroup leadingPinGroup(const PluginHost& host, int32_t opcode, int32_t pinCoun
 
 // Mono (0) is also what a plug-in that ignores the pin query leaves: read it as unknown and
 // guess stereo for a pair of pins.
-int32_t guessedType(uint32_t pinsUsed) { return pinsUsed == 2 ? kSpeakerArrStereo : kSpeakerArrMono; }
+int32_t guessedType(uint32_t pinsUsed) {
+    return pinsUsed == 2 ? kSpeakerArrStereo : kSpeakerArrMono;
+}
 
 uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
     return speaker_layout::bitCount(mask) == static_cast<int>(channels) ? mask : 0;
@@ -65,7 +67,8 @@ PluginHost::~PluginHost() {
     library.reset();
 }
 
-intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) const {
+intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr,
+                              float opt) const {
     if (effect == nullptr || effect->dispatcher == nullptr)
         return 0;
     return effect->dispatcher(effect, opcode, index, value, ptr, opt);
@@ -89,14 +92,17 @@ bool PluginHost::setProcessPrecision(bool useDouble) {
     if (effect == nullptr)
         return false;
     doublePrecision = useDouble;
-    return dispatch(effSetProcessPrecision, 0, useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
+    return dispatch(effSetProcessPrecision, 0,
+                    useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
 }
 
 bool PluginHost::setFormat(StreamFormat& format) {
     setSampleRate(static_cast<int32_t>(format.sampleRate));
     if (format.inputChannelMask != 0) {
-        auto arrangement = speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
-        dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&arrangement), &arrangement);
+        auto arrangement =
+            speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
+        dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&arrangement),
+                 &arrangement);
     }
     const int32_t inputs = numInputs();
     const int32_t outputs = numOutputs();
@@ -116,8 +122,10 @@ bool PluginHost::setFormat(StreamFormat& format) {
     outputsUsed = std::min(outputGroup.used, format.outputChannels);
     format.inputChannels = inputsUsed;
     format.outputChannels = outputsUsed;
-    format.inputChannelMask = maskIfItFits(speaker_layout::maskForArrangement(inputType), inputsUsed);
-    format.outputChannelMask = maskIfItFits(speaker_layout::maskForArrangement(outputType), outputsUsed);
+    format.inputChannelMask =
+        maskIfItFits(speaker_layout::maskForArrangement(inputType), inputsUsed);
+    format.outputChannelMask =
+        maskIfItFits(speaker_layout::maskForArrangement(outputType), outputsUsed);
 
     for (int32_t pin = 0; pin < inputs; ++pin)
         dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < inputsUsed ? 1 : 0);
@@ -127,21 +135,33 @@ bool PluginHost::setFormat(StreamFormat& format) {
     return true;
 }
 
-int32_t PluginHost::numInputs() const { return effect ? std::max(effect->numInputs, 0) : 0; }
+int32_t PluginHost::numInputs() const {
+    return effect ? std::max(effect->numInputs, 0) : 0;
+}
 
-int32_t PluginHost::numOutputs() const { return effect ? std::max(effect->numOutputs, 0) : 0; }
+int32_t PluginHost::numOutputs() const {
+    return effect ? std::max(effect->numOutputs, 0) : 0;
+}
 
 bool PluginHost::canDoubleReplacing() const {
     return effect && (effect->flags & effFlagsCanDoubleReplacing) && effect->processDoubleReplacing;
 }
 
-bool PluginHost::hasEditorFlag() const { return effect && (effect->flags & effFlagsHasEditor); }
+bool PluginHost::hasEditorFlag() const {
+    return effect && (effect->flags & effFlagsHasEditor);
+}
 
-int32_t PluginHost::parameterCount() const { return effect ? effect->numParams : 0; }
+int32_t PluginHost::parameterCount() const {
+    return effect ? effect->numParams : 0;
+}
 
-int32_t PluginHost::initialDelay() const { return effect ? effect->initialDelay : 0; }
+int32_t PluginHost::initialDelay() const {
+    return effect ? effect->initialDelay : 0;
+}
 
-intptr_t PluginHost::tailSize() const { return dispatch(effGetTailSize); }
+intptr_t PluginHost::tailSize() const {
+    return dispatch(effGetTailSize);
+}
 
 template <typename Sample>
 Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, int32_t frames) {
@@ -151,15 +171,18 @@ Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, int32_t frames)
                           (outputCount - std::min(outputsUsed, outputCount));
     pins.resize(inputCount + outputCount);
     const size_t samplesPerChannel = static_cast<size_t>(std::max(frames, 0));
-    const size_t doublesNeeded = (unused * samplesPerChannel * sizeof(Sample) + sizeof(double) - 1) / sizeof(double);
+    const size_t doublesNeeded =
+        (unused * samplesPerChannel * sizeof(Sample) + sizeof(double) - 1) / sizeof(double);
     if (scratch.size() < doublesNeeded)
         scratch.resize(doublesNeeded);
     std::fill_n(scratch.begin(), doublesNeeded, 0.0);
     auto* silent = reinterpret_cast<Sample*>(scratch.data());
     for (uint32_t pin = 0; pin < inputCount; ++pin)
-        pins[pin] = pin < inputsUsed ? inputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+        pins[pin] =
+            pin < inputsUsed ? inputs[pin] : std::exchange(silent, silent + samplesPerChannel);
     for (uint32_t pin = 0; pin < outputCount; ++pin)
-        pins[inputCount + pin] = pin < outputsUsed ? outputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+        pins[inputCount + pin] =
+            pin < outputsUsed ? outputs[pin] : std::exchange(silent, silent + samplesPerChannel);
     return reinterpret_cast<Sample**>(pins.data());
 }
 
@@ -168,7 +191,8 @@ void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frame
         // The accumulating call adds into the outputs.
         for (uint32_t channel = 0; channel < outputsUsed; ++channel)
             if (outputs[channel] != nullptr)
-                std::memset(outputs[channel], 0, sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
+                std::memset(outputs[channel], 0,
+                            sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
         if (effect->process)
             effect->process(effect, inputs, outputs, frames);
         return;
@@ -211,7 +235,8 @@ void PluginHost::prime() {
         defaults.outputChannels = 1;
         setFormat(defaults);
     }
-    std::vector<void*> nullChannels(static_cast<size_t>(std::max(numInputs(), numOutputs())), nullptr);
+    std::vector<void*> nullChannels(static_cast<size_t>(std::max(numInputs(), numOutputs())),
+                                    nullptr);
     if (doublePrecision) {
         if (effect->processDoubleReplacing) {
             auto** channels = reinterpret_cast<double**>(nullChannels.data());
@@ -226,11 +251,40 @@ void PluginHost::prime() {
 void PluginHost::editorSize(int& width, int& height) const {
     width = defaultEditorSize;
     height = defaultEditorSize;
+    if (!hasEditorFlag())
+        return;
     ERect* rect = nullptr;
     dispatch(effEditGetRect, 0, 0, &rect);
     if (rect != nullptr) {
         width = rect->right - rect->left;
         height = rect->bottom - rect->top;
+    }
+}
+
+void PluginHost::openEditor(EditorWindow& window) {
+    if (effect == nullptr || editorOpen || !hasEditorFlag())
+        return;
+    editorOpen = true;
+    dispatch(effEditOpen, 0, 0, window.nativeHandle());
+    editorView = &window;
+}
+
+void PluginHost::idleStep() {
+    if (effect == nullptr)
+        return;
+    if (needIdle)
+        needIdle = dispatch(effIdle) != 0;
+    if (editorOpen)
+        dispatch(effEditIdle);
+    if (resizeCountdown >= 1) {
+        --resizeCountdown;
+        int width = 0;
+        int height = 0;
+        editorSize(width, height);
+        if (width == baselineWidth && height == baselineHeight)
+            return;
+        resizeEditorWindow(width, height);
+        resizeCountdown = 0;
     }
 }
 

@@ -51,10 +51,15 @@ class PluginHost {
     // One empty block, so that plug-ins which settle state on their first process call do so.
     void prime();
 
-    // Editor size from the plug-in, 100 x 100 when it gives none.
+    // Editor size from the plug-in, 100 x 100 when it gives none or has no editor.
     void editorSize(int& width, int& height) const;
+    // Opens the plug-in's editor on `window` once; nothing without an editor.
+    void openEditor(EditorWindow& window);
     // Runs the plug-in's idle and editor idle as the host callback's editor-idle asks.
     void editorIdle();
+    // One pass of host idling: the plug-in's own idle when it asked for it, the editor's idle,
+    // and the delayed size check after a settings change.
+    void idleStep();
     void resizeEditorWindow(int width, int height);
 
     AEffect* effect = nullptr;

@@ -28,7 +28,8 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
 
 namespace {
 
-bool openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
+bool openFromEntry(PluginHost& host, VstPluginMainProc entry,
+                   std::shared_ptr<ModuleLibrary> library) {
     host.library = std::move(library);
     host.entryPoint = entry;
     AEffect* effect = nullptr;
@@ -50,7 +51,9 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
     return openFromEntry(host, entry, std::move(module));
 }
 
-PluginSource takeSource(PluginHost& host) { return PluginSource{host.entryPoint, host.library}; }
+PluginSource takeSource(PluginHost& host) {
+    return PluginSource{host.entryPoint, host.library};
+}
 
 bool reopen(PluginHost& host, PluginSource source) {
     if (source.entryPoint == nullptr)
@@ -58,4 +61,6 @@ bool reopen(PluginHost& host, PluginSource source) {
     return openFromEntry(host, source.entryPoint, std::move(source.library));
 }
 
-bool loadVst3(PluginHost&, const std::string&) { return false; }
+bool loadVst3(PluginHost&, const std::string&) {
+    return false;
+}

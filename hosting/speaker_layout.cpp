@@ -24,7 +24,9 @@ constexpr int maximumSpeakers = 8;
 
 } // namespace
 
-int bitCount(uint32_t mask) { return std::popcount(mask); }
+int bitCount(uint32_t mask) {
+    return std::popcount(mask);
+}
 
 uint32_t maskForArrangement(int32_t arrangementType) {
     for (const auto& known : knownArrangements)

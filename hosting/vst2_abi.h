@@ -25,7 +25,7 @@ using VstPluginMainProc = AEffect* (*)(audioMasterCallback host);
 struct AEffect {
     int32_t magic;
     AEffectDispatcherProc dispatcher;
-    AEffectProcessProc process;  // accumulating; only for plug-ins without effFlagsCanReplacing
+    AEffectProcessProc process; // accumulating; only for plug-ins without effFlagsCanReplacing
     AEffectSetParameterProc setParameter;
     AEffectGetParameterProc getParameter;
     int32_t numPrograms;
@@ -111,7 +111,7 @@ static_assert(sizeof(VstPinProperties) == 128, "VstPinProperties layout");
 static_assert(sizeof(VstSpeakerProperties) == 112, "VstSpeakerProperties layout");
 static_assert(sizeof(VstSpeakerArrangement) == 904, "VstSpeakerArrangement layout");
 
-inline constexpr int32_t kEffectMagic = 0x56737450;  // 'VstP'
+inline constexpr int32_t kEffectMagic = 0x56737450; // 'VstP'
 
 // AEffect::flags
 inline constexpr int32_t effFlagsHasEditor = 1 << 0;

@@ -41,6 +41,8 @@ struct Pipe {
     }
 };
 
+} // namespace
+
 std::vector<std::string> buildEnvironment(const ChildOptions& options) {
     std::map<std::string, std::string> merged;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -60,8 +62,6 @@ std::vector<std::string> buildEnvironment(const ChildOptions& options) {
         result.push_back(key + "=" + value);
     return result;
 }
-
-} // namespace
 
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
@@ -87,7 +87,8 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     envp.push_back(nullptr);
 
     pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+    const int spawned =
+        posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     if (spawned != 0)
         throw std::runtime_error("cannot start " + program);
@@ -100,8 +101,9 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     size_t written = 0;
     if (options.stdinBytes.empty() && options.closeStdin)
         in.closeWrite();
-    const auto deadline = std::chrono::steady_clock::now() +
-                          std::chrono::milliseconds(static_cast<long>(options.timeoutSeconds * 1000));
+    const auto deadline =
+        std::chrono::steady_clock::now() +
+        std::chrono::milliseconds(static_cast<long>(options.timeoutSeconds * 1000));
     char buffer[65536];
     while (out.readEnd >= 0 || err.readEnd >= 0) {
         pollfd set[3];
@@ -160,7 +162,9 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     return result;
 }
 
-std::string adapterBinary() { return VST_ADAPTER_BINARY; }
+std::string adapterBinary() {
+    return VST_ADAPTER_BINARY;
+}
 
 ChildResult runAdapter(const std::vector<std::string>& arguments, const ChildOptions& options) {
     return runChild(adapterBinary(), arguments, options);

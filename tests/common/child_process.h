@@ -24,6 +24,9 @@ struct ChildOptions {
     std::string workingDirectory;
 };
 
+// The caller's environment with `options.environment` applied, as "KEY=value" entries.
+std::vector<std::string> buildEnvironment(const ChildOptions& options);
+
 // Runs `program` with `arguments` (argv[1..]), feeding and collecting through pipes.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options = {});

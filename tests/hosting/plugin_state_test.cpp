@@ -141,7 +141,7 @@ TEST(LoadState, NothingHappensWithoutBytesOrPlugIn) {
 }
 
 TEST(LoadState, LetsAnOpenEditorCatchUp) {
-    Rig rig;
+    Rig rig(effFlagsHasEditor);
     rig.host->editorOpen = true;
     rig.host->needIdle = true;
     static ERect rect{0, 0, 150, 300};

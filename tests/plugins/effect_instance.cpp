@@ -369,6 +369,20 @@ intptr_t TestEffect::setChunk(intptr_t size, const void* data) {
     return 1;
 }
 
+void TestEffect::actLikeAUser() {
+    if (options.resizeTo) {
+        editorRect.right = options.resizeTo->first;
+        editorRect.bottom = options.resizeTo->second;
+        log.line("sizeWindow " + std::to_string(host(&effect, audioMasterSizeWindow, editorRect.right, editorRect.bottom,
+                                                      nullptr, 0.0f)));
+    }
+    if (options.editTo && !parameters.empty()) {
+        parameters[0] = *options.editTo;
+        host(&effect, audioMasterAutomate, 0, 0, nullptr, *options.editTo);
+        log.line("edited");
+    }
+}
+
 intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
     if (!options.editor)
         return 0;
@@ -386,6 +400,8 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
         return 1;
     default:
         log.line("editorIdle " + std::to_string(++editorIdles));
+        if (editorIdles == 1)
+            actLikeAUser();
         return 1;
     }
 }

@@ -81,6 +81,7 @@ class TestEffect {
     std::vector<DelayLine> delayLines;
     std::vector<char> chunk;
     ERect editorRect{};
+    void actLikeAUser();
     int64_t framesProcessed = 0;
     int editorOpens = 0;
     int editorCloses = 0;

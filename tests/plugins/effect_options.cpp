@@ -1,6 +1,7 @@
 #include "tests/plugins/effect_options.h"
 
 #include <algorithm>
+#include <tuple>
 #include <charconv>
 #include <stdexcept>
 #include <string>
@@ -65,13 +66,17 @@ void applyFlag(Options& options, std::string_view word) {
     options.*(flag->field) = true;
 }
 
-void applyEditorSize(Options& options, std::string_view size, std::string_view word) {
+std::pair<int16_t, int16_t> readSize(std::string_view size, std::string_view word) {
     const auto cross = size.find('x');
     if (cross == std::string_view::npos)
         refuse(word);
+    return {static_cast<int16_t>(readNumber(size.substr(0, cross), word, 1, 32767)),
+            static_cast<int16_t>(readNumber(size.substr(cross + 1), word, 1, 32767))};
+}
+
+void applyEditorSize(Options& options, std::string_view size, std::string_view word) {
     options.editor = true;
-    options.editorWidth = static_cast<int16_t>(readNumber(size.substr(0, cross), word, 1, 32767));
-    options.editorHeight = static_cast<int16_t>(readNumber(size.substr(cross + 1), word, 1, 32767));
+    std::tie(options.editorWidth, options.editorHeight) = readSize(size, word);
 }
 
 void applyWord(Options& options, std::string_view word) {
@@ -94,6 +99,10 @@ void applyWord(Options& options, std::string_view word) {
         options.latency = readNumber(value, word, INT32_MIN, INT32_MAX);
     else if (key == "delay")
         options.delay = readNumber(value, word, 0, kMaxDelay);
+    else if (key == "resize")
+        options.resizeTo = readSize(value, word);
+    else if (key == "edit")
+        options.editTo = static_cast<float>(readNumber(value, word, 0, 100)) / 100.0f;
     else if (key == "tail")
         options.tail = readNumber(value, word, INT32_MIN, INT32_MAX);
     else

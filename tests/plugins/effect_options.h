@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <string_view>
 
 namespace test_effect {
@@ -23,6 +24,9 @@ struct Options {
     bool editor = false;
     int16_t editorWidth = 320;
     int16_t editorHeight = 200;
+    // On the first editor idle: ask the host for this size, and set parameter 0 (as a user would).
+    std::optional<std::pair<int16_t, int16_t>> resizeTo;
+    std::optional<float> editTo;
     bool chunks = false;
     std::optional<int32_t> latency;
     int32_t delay = 0;

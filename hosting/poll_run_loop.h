@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+// The main thread's event loop where the system offers none to share: one poll() over the
+// descriptors that the window system and plug-in views register, plus timers. Main thread
+// only. Handlers may add and remove entries, and stop the loop, while it dispatches.
+class PollRunLoop {
+  public:
+    using Handler = std::function<void()>;
+    using TimerId = uint64_t;
+
+    // One handler per descriptor; adding it again replaces the handler.
+    void addDescriptor(int fd, Handler onReadable);
+    void removeDescriptor(int fd);
+    // Runs every `interval` (at least 1 ms) until removed; a late tick is not repeated.
+    TimerId addTimer(std::chrono::milliseconds interval, Handler onTick);
+    void removeTimer(TimerId id);
+
+    // Dispatches until stop() is called.
+    void run();
+    void stop() { stopping = true; }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    struct Watch {
+        int fd;
+        std::shared_ptr<Handler> handler;
+    };
+    struct Timer {
+        TimerId id;
+        std::chrono::milliseconds interval;
+        Clock::time_point due;
+        std::shared_ptr<Handler> handler;
+    };
+
+    void fireDueTimers();
+    int pollTimeoutMilliseconds() const;
+    std::shared_ptr<Handler> handlerFor(int fd) const;
+
+    std::vector<Watch> watches;
+    std::vector<Timer> timers;
+    TimerId nextTimer = 1;
+    bool stopping = false;
+};

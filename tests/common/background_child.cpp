@@ -1,0 +1,111 @@
+#include "tests/common/background_child.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace testing_support {
+namespace {
+
+std::string temporaryPath(const char* what) {
+    char pattern[] = "/tmp/background-child-XXXXXX";
+    const int fd = ::mkstemp(pattern);
+    if (fd < 0)
+        throw std::runtime_error(std::string("mkstemp failed for ") + what);
+    ::close(fd);
+    return pattern;
+}
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+} // namespace
+
+BackgroundChild::BackgroundChild(const std::string& program,
+                                 const std::vector<std::string>& arguments,
+                                 const ChildOptions& options)
+    : outPath(temporaryPath("stdout")), errPath(temporaryPath("stderr")) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_TRUNC, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
+    std::vector<std::string> argumentText{program};
+    argumentText.insert(argumentText.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (auto& text : argumentText)
+        argv.push_back(text.data());
+    argv.push_back(nullptr);
+    auto environmentText = buildEnvironment(options);
+    std::vector<char*> envp;
+    for (auto& text : environmentText)
+        envp.push_back(text.data());
+    envp.push_back(nullptr);
+    const int failed =
+        ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (failed != 0)
+        throw std::runtime_error("could not start " + program);
+}
+
+BackgroundChild::~BackgroundChild() {
+    if (!reaped) {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+    std::remove(outPath.c_str());
+    std::remove(errPath.c_str());
+}
+
+bool BackgroundChild::running() {
+    if (reaped)
+        return false;
+    siginfo_t info{};
+    // Looks without reaping, so that wait() still gets the status.
+    ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT);
+    return info.si_pid == 0;
+}
+
+void BackgroundChild::signal(int number) const {
+    ::kill(child, number);
+}
+
+ChildResult BackgroundChild::wait(double seconds) {
+    ChildResult result;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    int status = 0;
+    while (!reaped) {
+        const pid_t done = ::waitpid(child, &status, WNOHANG);
+        if (done == child) {
+            reaped = true;
+            break;
+        }
+        if (std::chrono::steady_clock::now() > deadline) {
+            result.timedOut = true;
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+            reaped = true;
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (WIFEXITED(status))
+        result.exitStatus = WEXITSTATUS(status);
+    if (WIFSIGNALED(status))
+        result.signal = WTERMSIG(status);
+    result.out = slurp(outPath);
+    result.err = slurp(errPath);
+    return result;
+}
+
+} // namespace testing_support

@@ -1,0 +1,203 @@
+// "configure" with the in-tree plug-in's editor: the window, resizing, and how the session ends.
+
+#include "tests/common/background_child.h"
+#include "tests/common/child_process.h"
+#include "tests/gui/x_windows.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::BackgroundChild;
+using testing_support::ChildOptions;
+using testing_support::runAdapter;
+
+constexpr double windowWait = 10.0; // a guard against hanging, not a speed requirement
+constexpr double exitWait = 10.0;
+
+std::string floats(std::initializer_list<float> values) {
+    return {reinterpret_cast<const char*>(std::data(values)), values.size() * sizeof(float)};
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class Configure : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!x.connected())
+            GTEST_SKIP() << "no X display (scripts/test runs the tests under xvfb-run)";
+        char pattern[] = "/tmp/configure-test-XXXXXX";
+        folder = ::mkdtemp(pattern);
+        dataPath = (folder / "settings.bin").string();
+    }
+    void TearDown() override {
+        if (!folder.empty())
+            fs::remove_all(folder);
+    }
+
+    ChildOptions effect(const std::string& words) const {
+        ChildOptions options;
+        options.environment["TEST_EFFECT"] = words;
+        options.environment["TEST_EFFECT_LOG"] = logPath();
+        options.environment["HOME"] = folder.string();
+        return options;
+    }
+
+    std::unique_ptr<BackgroundChild> start(const std::string& words) {
+        return std::make_unique<BackgroundChild>(
+            testing_support::adapterBinary(),
+            std::vector<std::string>{"configure", "--vst", TEST_EFFECT_PATH, "--data", dataPath},
+            effect(words));
+    }
+
+    XWindowId windowOf(BackgroundChild& child) {
+        const auto window = x.waitForWindowOf(child.pid(), windowWait);
+        EXPECT_TRUE(window.has_value()) << "no window appeared";
+        return window.value_or(0);
+    }
+
+    std::string logPath() const { return (folder / "calls.log").string(); }
+
+    // The plug-in acts on its first editor idle; a user takes longer than that.
+    bool waitForLogLine(const std::string& line) const {
+        const auto deadline =
+            std::chrono::steady_clock::now() + std::chrono::duration<double>(windowWait);
+        while (readFile(logPath()).find(line + "\n") == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+
+    XTestConnection x;
+    fs::path folder;
+    std::string dataPath;
+};
+
+TEST_F(Configure, WindowHasTheEditorSizeAndIsCentred) {
+    struct Case {
+        const char* words;
+        int width, height;
+    };
+    for (const Case c :
+         {Case{"editor=641x300", 641, 300}, Case{"editor", 320, 200}, Case{"editor=1x1", 1, 1}}) {
+        auto child = start(c.words);
+        const XWindowId window = windowOf(*child);
+        ASSERT_NE(window, 0u) << c.words;
+        const auto geometry = x.geometry(window);
+        EXPECT_EQ(geometry,
+                  (XTestConnection::Geometry{static_cast<int>(x.rootWidth() * 0.5) - c.width / 2,
+                                             static_cast<int>(x.rootHeight() * 0.5) - c.height / 2,
+                                             c.width, c.height}))
+            << c.words;
+        child->signal(SIGTERM);
+        EXPECT_EQ(child->wait(exitWait).exitStatus, 0) << c.words;
+    }
+}
+
+TEST_F(Configure, PlugInResizesItsWindowInPlace) {
+    auto child = start("editor=300x200,resize=500x420");
+    const XWindowId window = windowOf(*child);
+    ASSERT_NE(window, 0u);
+    EXPECT_TRUE(x.waitForSize(window, 500, 420, windowWait));
+    const auto geometry = x.geometry(window);
+    EXPECT_EQ(geometry.x, x.rootWidth() / 2 - 150) << "the window keeps its position";
+    EXPECT_EQ(geometry.y, x.rootHeight() / 2 - 100);
+    child->signal(SIGTERM);
+    EXPECT_EQ(child->wait(exitWait).exitStatus, 0);
+}
+
+struct EndCase {
+    const char* name;
+    bool closeWindow; // else SIGTERM or SIGINT
+    int signal;
+    bool edited;
+};
+
+void PrintTo(const EndCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class ConfigureEnds : public Configure, public testing::WithParamInterface<EndCase> {};
+
+TEST_P(ConfigureEnds, WritesTheSettingsOnlyWhenTheyChanged) {
+    const auto& c = GetParam();
+    std::ofstream(dataPath, std::ios::binary) << floats({1.0f}); // the plug-in's own default
+    const struct timespec old[2] = {{1000000, 0}, {1000000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, dataPath.c_str(), old, 0), 0);
+
+    auto child = start(c.edited ? "editor,edit=50" : "editor");
+    const XWindowId window = windowOf(*child);
+    ASSERT_NE(window, 0u);
+    if (c.edited) {
+        ASSERT_TRUE(waitForLogLine("edited"));
+    }
+    if (c.closeWindow)
+        x.requestClose(window);
+    else
+        child->signal(c.signal);
+    const auto result = child->wait(exitWait);
+
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "");
+    struct stat info {};
+    ASSERT_EQ(::stat(dataPath.c_str(), &info), 0);
+    if (c.edited) {
+        EXPECT_EQ(readFile(dataPath), floats({0.5f}));
+    } else {
+        EXPECT_EQ(info.st_mtim.tv_sec, 1000000) << "an unchanged file must not be touched";
+        EXPECT_EQ(readFile(dataPath), floats({1.0f}));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ConfigureEnds,
+                         testing::Values(EndCase{"CloseUnchanged", true, 0, false},
+                                         EndCase{"CloseEdited", true, 0, true},
+                                         EndCase{"TermEdited", false, SIGTERM, true},
+                                         EndCase{"IntUnchanged", false, SIGINT, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(Configure, RefusedAtOnce) {
+    struct Case {
+        const char* name;
+        const char* words;
+        bool display;
+        std::string err;
+    };
+    const Case cases[] = {
+        {"NoEditorButParameters", "params=3", true, ""},
+        {"NoDisplay", "editor", false,
+         "Cannot open the X display \"\": the editor needs a graphical session\n"},
+    };
+    for (const auto& c : cases) {
+        auto options = effect(c.words);
+        if (!c.display)
+            options.environment["DISPLAY"] = std::nullopt;
+        const auto result =
+            runAdapter({"configure", "--vst", TEST_EFFECT_PATH, "--data", dataPath}, options);
+        EXPECT_EQ(result.exitStatus, 255) << c.name;
+        EXPECT_EQ(result.err, c.err) << c.name;
+        EXPECT_FALSE(fs::exists(dataPath)) << c.name << ": nothing may be written";
+    }
+}
+
+} // namespace

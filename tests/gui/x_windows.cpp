@@ -1,0 +1,110 @@
+#include "tests/gui/x_windows.h"
+
+#include <X11/Xlib.h>
+
+#include <X11/Xatom.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+bool before(std::chrono::steady_clock::time_point deadline) {
+    return std::chrono::steady_clock::now() < deadline;
+}
+
+std::chrono::steady_clock::time_point after(double seconds) {
+    return std::chrono::steady_clock::now() +
+           std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+               std::chrono::duration<double>(seconds));
+}
+
+} // namespace
+
+XTestConnection::XTestConnection() : display(XOpenDisplay(nullptr)) {}
+
+XTestConnection::~XTestConnection() {
+    if (display != nullptr)
+        XCloseDisplay(display);
+}
+
+std::optional<XWindowId> XTestConnection::findWindowOf(pid_t pid) {
+    const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", True);
+    if (pidAtom == None)
+        return std::nullopt;
+    Window root = 0, parent = 0;
+    Window* children = nullptr;
+    unsigned count = 0;
+    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count))
+        return std::nullopt;
+    std::optional<XWindowId> found;
+    for (unsigned i = 0; i < count && !found; ++i) {
+        Atom type = None;
+        int format = 0;
+        unsigned long items = 0, remaining = 0;
+        unsigned char* value = nullptr;
+        if (XGetWindowProperty(display, children[i], pidAtom, 0, 1, False, XA_CARDINAL, &type,
+                               &format, &items, &remaining, &value) == Success &&
+            value != nullptr) {
+            XWindowAttributes attributes{};
+            if (items == 1 && *reinterpret_cast<long*>(value) == pid &&
+                XGetWindowAttributes(display, children[i], &attributes) &&
+                attributes.map_state == IsViewable)
+                found = children[i];
+            XFree(value);
+        }
+    }
+    if (children != nullptr)
+        XFree(children);
+    return found;
+}
+
+std::optional<XWindowId> XTestConnection::waitForWindowOf(pid_t pid, double seconds) {
+    const auto deadline = after(seconds);
+    do {
+        if (const auto window = findWindowOf(pid))
+            return window;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } while (before(deadline));
+    return std::nullopt;
+}
+
+XTestConnection::Geometry XTestConnection::geometry(XWindowId window) {
+    Window root = 0, child = 0;
+    int x = 0, y = 0;
+    unsigned width = 0, height = 0, border = 0, depth = 0;
+    XGetGeometry(display, window, &root, &x, &y, &width, &height, &border, &depth);
+    XTranslateCoordinates(display, window, root, 0, 0, &x, &y, &child);
+    return {x, y, static_cast<int>(width), static_cast<int>(height)};
+}
+
+bool XTestConnection::waitForSize(XWindowId window, int width, int height, double seconds) {
+    const auto deadline = after(seconds);
+    do {
+        const auto now = geometry(window);
+        if (now.width == width && now.height == height)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } while (before(deadline));
+    return false;
+}
+
+int XTestConnection::rootWidth() const {
+    return DisplayWidth(display, DefaultScreen(display));
+}
+
+int XTestConnection::rootHeight() const {
+    return DisplayHeight(display, DefaultScreen(display));
+}
+
+void XTestConnection::requestClose(XWindowId window) {
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
+    event.xclient.data.l[1] = CurrentTime;
+    XSendEvent(display, window, False, NoEventMask, &event);
+    XFlush(display);
+}
