@@ -105,6 +105,11 @@ DisplayConnection openDisplay() {
     return display;
 }
 
+// Centred, with the editor's half size taken in whole numbers.
+int centred(int screenSize, int editorSize) {
+    return static_cast<int>(screenSize * 0.5) - editorSize / 2;
+}
+
 [[noreturn]] void finish(const std::function<void()>& terminate) {
     terminate();
     std::fflush(nullptr);
@@ -126,14 +131,22 @@ bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
     int height = 0;
     host.editorSize(width, height);
     const int screen = DefaultScreen(display.get());
-    // Centred, with the editor's half sizes taken in whole numbers.
-    const int x = static_cast<int>(DisplayWidth(display.get(), screen) * 0.5) - width / 2;
-    const int y = static_cast<int>(DisplayHeight(display.get(), screen) * 0.5) - height / 2;
+    const int screenWidth = DisplayWidth(display.get(), screen);
+    const int screenHeight = DisplayHeight(display.get(), screen);
     // Before the window shows: whoever sees it may already ask the session to end.
     const StopSignals stopSignals;
-    X11EditorWindow window(display.get(), x, y, width, height);
-    window.show();
+    X11EditorWindow window(display.get(), centred(screenWidth, width),
+                           centred(screenHeight, height), width, height);
     host.openEditor(window);
+    // Many Linux editors know their size only once open; the window is not shown yet, so it
+    // can still be centred for the size they settle on.
+    int openWidth = 0;
+    int openHeight = 0;
+    host.editorSize(openWidth, openHeight);
+    if (openWidth != width || openHeight != height)
+        window.setFrame(centred(screenWidth, openWidth), centred(screenHeight, openHeight),
+                        openWidth, openHeight);
+    window.show();
     XFlush(display.get());
 
     PollRunLoop loop;

@@ -36,13 +36,26 @@ X11EditorWindow::X11EditorWindow(Display* display, int x, int y, int width, int 
     XClassHint classHint{name, name};
     XSetClassHint(display, window, &classHint);
 
+    setPositionHint(x, y);
+    fixSize(width, height);
+}
+
+void X11EditorWindow::setPositionHint(int x, int y) {
     XSizeHints* hints = XAllocSizeHints();
-    hints->flags = PPosition | USPosition;
+    long supplied = 0;
+    XGetWMNormalHints(display, window, hints, &supplied);
+    hints->flags |= PPosition | USPosition;
     hints->x = x;
     hints->y = y;
     XSetWMNormalHints(display, window, hints);
     XFree(hints);
+}
+
+void X11EditorWindow::setFrame(int x, int y, int width, int height) {
+    setPositionHint(x, y);
     fixSize(width, height);
+    XMoveResizeWindow(display, window, x, y, static_cast<unsigned>(atLeastOne(width)),
+                      static_cast<unsigned>(atLeastOne(height)));
 }
 
 X11EditorWindow::~X11EditorWindow() {

@@ -16,12 +16,15 @@ class X11EditorWindow : public EditorWindow {
     void setContentSize(int width, int height) override;
     void* nativeHandle() const override;
 
+    // Before show(): where and how big the window first appears.
+    void setFrame(int x, int y, int width, int height);
     void show();
     // True for the window manager's request to close this window.
     bool isCloseRequest(const XEvent& event) const;
 
   private:
     void fixSize(int width, int height);
+    void setPositionHint(int x, int y);
 
     Display* display;
     Window window;

@@ -4,7 +4,10 @@
 
 #include <X11/Xatom.h>
 
+#include <X11/Xutil.h>
+
 #include <chrono>
+#include <set>
 #include <thread>
 
 namespace {
@@ -87,6 +90,42 @@ bool XTestConnection::waitForSize(XWindowId window, int width, int height, doubl
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     } while (before(deadline));
     return false;
+}
+
+std::vector<uint8_t> XTestConnection::capture(XWindowId window, int& width, int& height) {
+    const auto where = geometry(window);
+    width = where.width;
+    height = where.height;
+    // From the root window, so that the editor's own child windows are in the picture.
+    XImage* image =
+        XGetImage(display, DefaultRootWindow(display), where.x, where.y,
+                  static_cast<unsigned>(width), static_cast<unsigned>(height), AllPlanes, ZPixmap);
+    std::vector<uint8_t> pixels;
+    if (image == nullptr)
+        return pixels;
+    pixels.reserve(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const unsigned long pixel = XGetPixel(image, x, y);
+            pixels.push_back(
+                static_cast<uint8_t>((pixel & image->red_mask) >> __builtin_ctzl(image->red_mask)));
+            pixels.push_back(static_cast<uint8_t>((pixel & image->green_mask) >>
+                                                  __builtin_ctzl(image->green_mask)));
+            pixels.push_back(static_cast<uint8_t>((pixel & image->blue_mask) >>
+                                                  __builtin_ctzl(image->blue_mask)));
+        }
+    XDestroyImage(image);
+    return pixels;
+}
+
+size_t XTestConnection::distinctColours(XWindowId window) {
+    int width = 0, height = 0;
+    const auto pixels = capture(window, width, height);
+    std::set<uint32_t> colours;
+    for (size_t at = 0; at + 3 <= pixels.size(); at += 3)
+        colours.insert(
+            static_cast<uint32_t>(pixels[at] << 16 | pixels[at + 1] << 8 | pixels[at + 2]));
+    return colours.size();
 }
 
 int XTestConnection::rootWidth() const {
