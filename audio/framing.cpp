@@ -4,6 +4,7 @@
 #include "audio/vst_process_shared.h"
 #include "support/errors.h"
 #include "support/stream.h"
+#include "support/thread_abort.h"
 
 #include <algorithm>
 #include <limits>
@@ -183,5 +184,36 @@ bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool 
             return false;
         }
         session.run(command, payload.data(), length);
+    }
+}
+
+void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input) {
+    std::vector<uint8_t> payload;
+    bool ready = false;
+    for (;;) {
+        Vesk::throwIfStopRequested();
+        uint8_t header[chunkHeaderBytes];
+        if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
+            return;
+        const uint32_t command = readLittle32(header);
+        const uint32_t length = readLittle32(header + 4);
+        if (!readPayload(input, payload, length))
+            return;
+        Vesk::throwIfStopRequested();
+        if (command == audio) {
+            if (ready)
+                processPayload(processor, payload.data(), length);
+        } else if (command == format) {
+            if (length != streamFormatBytes)
+                throw std::runtime_error("bad input");
+            StreamFormat record = decodeStreamFormat(payload.data());
+            const uint32_t requestedInputs = record.inputChannels;
+            processor.setStreamFormat(record);
+            // A changed rate or output count is the plug-in's choice; fewer inputs than the
+            // parent sends would misread every frame.
+            ready = record.inputChannels == requestedInputs;
+        } else {
+            throw std::runtime_error("unknown command");
+        }
     }
 }

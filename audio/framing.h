@@ -20,3 +20,9 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
 // between chunks (or inside a header), false when it ended inside a payload. Throws "unknown
 // command", "bad input", "audio format not set" and whatever the processor throws.
 bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
+
+// The live session's loop: audio and format messages only, never a reply. Audio before an
+// accepted format (one that keeps the input channel count) is dropped. Returns when the input
+// ends, also inside a payload; throws "bad input", "unknown command", user_abort when the
+// thread is asked to stop, and whatever the processor throws.
+void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input);

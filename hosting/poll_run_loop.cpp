@@ -68,7 +68,6 @@ int PollRunLoop::pollTimeoutMilliseconds() const {
 }
 
 void PollRunLoop::run() {
-    stopping = false;
     std::vector<pollfd> polled;
     while (!stopping) {
         fireDueTimers();

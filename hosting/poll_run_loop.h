@@ -21,7 +21,8 @@ class PollRunLoop {
     TimerId addTimer(std::chrono::milliseconds interval, Handler onTick);
     void removeTimer(TimerId id);
 
-    // Dispatches until stop() is called.
+    // Dispatches until stop() is called; at once when it was called before, as a handler run
+    // ahead of the loop may do.
     void run();
     void stop() { stopping = true; }
 

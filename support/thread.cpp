@@ -15,7 +15,9 @@ std::string platformThreadName(const std::string& name, size_t limit) {
         return name;
     if (limit < 3)
         return name.substr(0, limit);
-    auto isContinuation = [&](size_t i) { return (static_cast<unsigned char>(name[i]) & 0xC0) == 0x80; };
+    auto isContinuation = [&](size_t i) {
+        return (static_cast<unsigned char>(name[i]) & 0xC0) == 0x80;
+    };
     size_t head = (limit - 1) / 2;
     while (head > 0 && isContinuation(head))
         --head;
@@ -27,7 +29,9 @@ std::string platformThreadName(const std::string& name, size_t limit) {
 
 thread::thread(std::string name) : threadName(std::move(name)) {}
 
-thread::~thread() { stopAndJoin(); }
+thread::~thread() {
+    stopAndJoin();
+}
 
 void thread::stopAndJoin() noexcept {
     if (!running)
@@ -82,7 +86,8 @@ void* thread::entry(void* raw) {
 
 void thread::body(void* argument) {
     if (!threadName.empty())
-        threadPlatform::setCurrentThreadName(platformThreadName(threadName, threadPlatform::threadNameLimit()));
+        threadPlatform::setCurrentThreadName(
+            platformThreadName(threadName, threadPlatform::threadNameLimit()));
     threadPlatform::applyQualityOfServiceOnThread(scheduling.qosClass, scheduling.relativePriority);
     // Set by the thread itself rather than through the attributes: glibc's attributes take only
     // SCHED_OTHER and the real-time policies, and a policy the caller may not use (EPERM) then
@@ -124,6 +129,18 @@ void thread::join() {
     }
 }
 
-bool thread::isCurrent() const { return running && ::pthread_equal(handle, ::pthread_self()); }
+bool thread::isCurrent() const {
+    return running && ::pthread_equal(handle, ::pthread_self());
+}
+
+threadScheduling schedulingOfCallingThread() {
+    threadScheduling scheduling;
+    scheduling.qosClass =
+        threadPlatform::qualityOfServiceOfCallingThread(scheduling.relativePriority);
+    int policy = 0;
+    if (::pthread_getschedparam(::pthread_self(), &policy, &scheduling.parameter) == 0)
+        scheduling.policy = policy;
+    return scheduling;
+}
 
 } // namespace Vesk

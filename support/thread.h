@@ -23,12 +23,16 @@ struct threadScheduling {
     sched_param parameter{};
 };
 
+// The calling thread's quality of service, policy and priority, so that a thread started
+// with it runs like its creator.
+threadScheduling schedulingOfCallingThread();
+
 // The name the platform will show: names past its limit keep their head and their tail (where
 // numbers usually are) around a '~', cut at UTF-8 character boundaries.
 std::string platformThreadName(const std::string& name, size_t limit);
 
 class thread {
-public:
+  public:
     explicit thread(std::string name = {});
     // A running thread is asked to stop and joined; its failure, if any, is dropped. Subclasses
     // whose body uses their own members call stopAndJoin() in their destructor.
@@ -47,12 +51,12 @@ public:
     bool isCurrent() const;
     const std::string& name() const { return threadName; }
 
-protected:
+  protected:
     // The body; runs on the new thread.
     virtual void run(void* argument);
     void stopAndJoin() noexcept;
 
-private:
+  private:
     static void* entry(void* record);
     void body(void* argument);
 
@@ -67,7 +71,7 @@ private:
 // A thread whose body is a function object. An empty one throws std::bad_function_call on the
 // new thread (carried to join).
 class threadEx : private thread {
-public:
+  public:
     explicit threadEx(std::function<void(void*)> function, std::string name = {})
         : thread(std::move(name)), function(std::move(function)) {}
     ~threadEx() override { stopAndJoin(); }
@@ -79,10 +83,10 @@ public:
     using thread::requestStop;
     using thread::start;
 
-protected:
+  protected:
     void run(void* argument) override { function(argument); }
 
-private:
+  private:
     std::function<void(void*)> function;
 };
 

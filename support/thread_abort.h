@@ -12,18 +12,22 @@ int currentAbortDescriptor() noexcept;
 
 // The calling thread's aborter, or null.
 aborter* currentAborter() noexcept;
+// Throws user_abort when the calling thread has been asked to stop; for loops that do not
+// always wait (a wait notices the request by itself).
+void throwIfStopRequested();
+
 // Installs `stopper` (null removes it) for the calling thread and returns the previous one.
 aborter* setCurrentAborter(aborter* stopper) noexcept;
 
 // Installs an aborter for a scope and puts the previous one back at its end.
 class currentAborterScope {
-public:
+  public:
     explicit currentAborterScope(aborter& stopper) : previous(setCurrentAborter(&stopper)) {}
     ~currentAborterScope() { setCurrentAborter(previous); }
     currentAborterScope(const currentAborterScope&) = delete;
     currentAborterScope& operator=(const currentAborterScope&) = delete;
 
-private:
+  private:
     aborter* previous;
 };
 

@@ -42,6 +42,10 @@ void setCurrentThreadName(const std::string& name);
 void setQualityOfService(pthread_attr_t& attributes, uint32_t qosClass, int32_t relativePriority);
 void applyQualityOfServiceOnThread(uint32_t qosClass, int32_t relativePriority);
 
+// The calling thread's class, to start another thread like it. Linux answers 0 (inherit): a
+// new thread starts with its creator's nice value anyway.
+uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority);
+
 // Runs body(context) inside an autorelease scope where the platform has one.
 void runInReleaseScope(void (*body)(void*), void* context);
 

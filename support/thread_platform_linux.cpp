@@ -9,12 +9,16 @@
 namespace Vesk::threadPlatform {
 
 // pipe2 sets close-on-exec atomically, so a fork in another thread cannot leak the ends.
-bool createPipe(int fds[2]) { return ::pipe2(fds, O_CLOEXEC | O_NONBLOCK) == 0; }
+bool createPipe(int fds[2]) {
+    return ::pipe2(fds, O_CLOEXEC | O_NONBLOCK) == 0;
+}
 
 void prepareForThreads() {}
 
 // The kernel's task comm field holds 16 bytes with the terminating zero.
-size_t threadNameLimit() { return 15; }
+size_t threadNameLimit() {
+    return 15;
+}
 
 void setCurrentThreadName(const std::string& name) {
     ::pthread_setname_np(::pthread_self(), name.c_str());
@@ -54,6 +58,13 @@ void applyQualityOfServiceOnThread(uint32_t qosClass, int32_t relativePriority) 
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), nice);
 }
 
-void runInReleaseScope(void (*body)(void*), void* context) { body(context); }
+uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority) {
+    relativePriority = 0;
+    return 0;
+}
+
+void runInReleaseScope(void (*body)(void*), void* context) {
+    body(context);
+}
 
 } // namespace Vesk::threadPlatform

@@ -43,6 +43,15 @@ void setQualityOfService(pthread_attr_t& attributes, uint32_t qosClass, int32_t 
 
 void applyQualityOfServiceOnThread(uint32_t, int32_t) {}
 
+uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority) {
+    qos_class_t qosClass = QOS_CLASS_UNSPECIFIED;
+    int relative = 0;
+    if (pthread_get_qos_class_np(pthread_self(), &qosClass, &relative) != 0)
+        return 0;
+    relativePriority = relative;
+    return static_cast<uint32_t>(qosClass);
+}
+
 void runInReleaseScope(void (*body)(void*), void* context) {
     @autoreleasepool {
         body(context);

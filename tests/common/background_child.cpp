@@ -37,7 +37,22 @@ BackgroundChild::BackgroundChild(const std::string& program,
     : outPath(temporaryPath("stdout")), errPath(temporaryPath("stderr")) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    int inputReadEnd = -1;
+    if (options.closeStdin) {
+        inPath = temporaryPath("stdin");
+        std::ofstream(inPath, std::ios::binary) << options.stdinBytes;
+        posix_spawn_file_actions_addopen(&actions, 0, inPath.c_str(), O_RDONLY, 0);
+    } else {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            throw std::runtime_error("pipe failed");
+        inputReadEnd = ends[0];
+        inputWriteEnd = ends[1];
+        if (::write(inputWriteEnd, options.stdinBytes.data(), options.stdinBytes.size()) !=
+            static_cast<ssize_t>(options.stdinBytes.size()))
+            throw std::runtime_error("standard input bytes do not fit the pipe");
+        posix_spawn_file_actions_adddup2(&actions, inputReadEnd, 0);
+    }
     posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_TRUNC, 0);
     posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
     std::vector<std::string> argumentText{program};
@@ -54,15 +69,26 @@ BackgroundChild::BackgroundChild(const std::string& program,
     const int failed =
         ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
+    if (inputReadEnd >= 0)
+        ::close(inputReadEnd);
     if (failed != 0)
         throw std::runtime_error("could not start " + program);
 }
 
+void BackgroundChild::closeInput() {
+    if (inputWriteEnd >= 0)
+        ::close(inputWriteEnd);
+    inputWriteEnd = -1;
+}
+
 BackgroundChild::~BackgroundChild() {
+    closeInput();
     if (!reaped) {
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
     }
+    if (!inPath.empty())
+        std::remove(inPath.c_str());
     std::remove(outPath.c_str());
     std::remove(errPath.c_str());
 }

@@ -2,6 +2,7 @@
 
 #include "tests/common/background_child.h"
 #include "tests/common/child_process.h"
+#include "tests/gui/editor_fixture.h"
 #include "tests/gui/x_windows.h"
 
 #include <gtest/gtest.h>
@@ -25,70 +26,14 @@ using testing_support::BackgroundChild;
 using testing_support::ChildOptions;
 using testing_support::runAdapter;
 
-constexpr double windowWait = 10.0; // a guard against hanging, not a speed requirement
-constexpr double exitWait = 10.0;
-
-std::string floats(std::initializer_list<float> values) {
-    return {reinterpret_cast<const char*>(std::data(values)), values.size() * sizeof(float)};
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-class Configure : public testing::Test {
+class Configure : public EditorTest {
   protected:
-    void SetUp() override {
-        if (!x.connected())
-            GTEST_SKIP() << "no X display (scripts/test runs the tests under xvfb-run)";
-        char pattern[] = "/tmp/configure-test-XXXXXX";
-        folder = ::mkdtemp(pattern);
-        dataPath = (folder / "settings.bin").string();
-    }
-    void TearDown() override {
-        if (!folder.empty())
-            fs::remove_all(folder);
-    }
-
-    ChildOptions effect(const std::string& words) const {
-        ChildOptions options;
-        options.environment["TEST_EFFECT"] = words;
-        options.environment["TEST_EFFECT_LOG"] = logPath();
-        options.environment["HOME"] = folder.string();
-        return options;
-    }
-
     std::unique_ptr<BackgroundChild> start(const std::string& words) {
         return std::make_unique<BackgroundChild>(
             testing_support::adapterBinary(),
             std::vector<std::string>{"configure", "--vst", TEST_EFFECT_PATH, "--data", dataPath},
             effect(words));
     }
-
-    XWindowId windowOf(BackgroundChild& child) {
-        const auto window = x.waitForWindowOf(child.pid(), windowWait);
-        EXPECT_TRUE(window.has_value()) << "no window appeared";
-        return window.value_or(0);
-    }
-
-    std::string logPath() const { return (folder / "calls.log").string(); }
-
-    // The plug-in acts on its first editor idle; a user takes longer than that.
-    bool waitForLogLine(const std::string& line) const {
-        const auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::duration<double>(windowWait);
-        while (readFile(logPath()).find(line + "\n") == std::string::npos) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
-
-    XTestConnection x;
-    fs::path folder;
-    std::string dataPath;
 };
 
 TEST_F(Configure, WindowHasTheEditorSizeAndIsCentred) {

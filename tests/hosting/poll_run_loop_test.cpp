@@ -45,6 +45,15 @@ TEST(PollRunLoop, TimersTickUntilRemovedAndStopEndsTheRun) {
     EXPECT_EQ(slow, 20);
 }
 
+TEST(PollRunLoop, StopBeforeRunIsKept) {
+    PollRunLoop loop;
+    int ticks = 0;
+    loop.addTimer(1ms, [&] { ++ticks; });
+    loop.stop();
+    loop.run();
+    EXPECT_EQ(ticks, 0);
+}
+
 TEST(PollRunLoop, ReadableDescriptorRunsItsHandler) {
     PollRunLoop loop;
     Pipe first, second;
