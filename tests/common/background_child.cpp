@@ -55,17 +55,8 @@ BackgroundChild::BackgroundChild(const std::string& program,
     }
     posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_TRUNC, 0);
     posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
-    std::vector<std::string> argumentText{program};
-    argumentText.insert(argumentText.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    for (auto& text : argumentText)
-        argv.push_back(text.data());
-    argv.push_back(nullptr);
-    auto environmentText = buildEnvironment(options);
-    std::vector<char*> envp;
-    for (auto& text : environmentText)
-        envp.push_back(text.data());
-    envp.push_back(nullptr);
+    CStringArray argv(commandLine(program, arguments));
+    CStringArray envp(buildEnvironment(options));
     const int failed =
         ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);

@@ -63,6 +63,19 @@ std::vector<std::string> buildEnvironment(const ChildOptions& options) {
     return result;
 }
 
+CStringArray::CStringArray(std::vector<std::string> entries) : text(std::move(entries)) {
+    for (auto& entry : text)
+        pointers.push_back(entry.data());
+    pointers.push_back(nullptr);
+}
+
+std::vector<std::string> commandLine(const std::string& program,
+                                     const std::vector<std::string>& arguments) {
+    std::vector<std::string> line{program};
+    line.insert(line.end(), arguments.begin(), arguments.end());
+    return line;
+}
+
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
     Pipe in, out, err;
@@ -74,17 +87,8 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     if (!options.workingDirectory.empty())
         posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory.c_str());
 
-    std::vector<std::string> argvText{program};
-    argvText.insert(argvText.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    for (auto& text : argvText)
-        argv.push_back(text.data());
-    argv.push_back(nullptr);
-    auto envText = buildEnvironment(options);
-    std::vector<char*> envp;
-    for (auto& text : envText)
-        envp.push_back(text.data());
-    envp.push_back(nullptr);
+    CStringArray argv(commandLine(program, arguments));
+    CStringArray envp(buildEnvironment(options));
 
     pid_t pid = 0;
     const int spawned =

@@ -27,6 +27,23 @@ struct ChildOptions {
 // The caller's environment with `options.environment` applied, as "KEY=value" entries.
 std::vector<std::string> buildEnvironment(const ChildOptions& options);
 
+// Text entries as the null-terminated array of C strings that spawn and exec take.
+class CStringArray {
+  public:
+    explicit CStringArray(std::vector<std::string> entries);
+    CStringArray(const CStringArray&) = delete;
+    CStringArray& operator=(const CStringArray&) = delete;
+    char** data() { return pointers.data(); }
+
+  private:
+    std::vector<std::string> text;
+    std::vector<char*> pointers;
+};
+
+// argv for `program` with `arguments`.
+std::vector<std::string> commandLine(const std::string& program,
+                                     const std::vector<std::string>& arguments);
+
 // Runs `program` with `arguments` (argv[1..]), feeding and collecting through pipes.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options = {});
