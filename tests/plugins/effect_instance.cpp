@@ -311,7 +311,7 @@ std::string TestEffect::parameterText(int32_t opcode, int32_t index) const {
         return index == 0 ? "x" : "";
     char text[32];
     std::snprintf(text, sizeof text, "%.3f",
-                  static_cast<double>(parameters[static_cast<size_t>(index)]));
+                  static_cast<double>(loadParameter(static_cast<size_t>(index))));
     return text;
 }
 
@@ -377,7 +377,7 @@ void TestEffect::actLikeAUser() {
                                                       nullptr, 0.0f)));
     }
     if (options.editTo && !parameters.empty()) {
-        parameters[0] = *options.editTo;
+        storeParameter(0, *options.editTo);
         host(&effect, audioMasterAutomate, 0, 0, nullptr, *options.editTo);
         log.line("edited");
     }
@@ -415,11 +415,11 @@ intptr_t TestEffect::processPrecision(intptr_t precision) const {
 void TestEffect::setParameter(int32_t index, float value) {
     log.line("setParameter " + std::to_string(index) + " " + number(value));
     if (isParameter(index))
-        parameters[static_cast<size_t>(index)] = value;
+        storeParameter(static_cast<size_t>(index), value);
 }
 
 float TestEffect::getParameter(int32_t index) const {
-    return isParameter(index) ? parameters[static_cast<size_t>(index)] : 0.0f;
+    return isParameter(index) ? loadParameter(static_cast<size_t>(index)) : 0.0f;
 }
 
 template <typename Sample>

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -70,7 +71,15 @@ class TestEffect {
     intptr_t setChunk(intptr_t size, const void* data);
     intptr_t editorCall(int32_t opcode, void* ptr);
     intptr_t processPrecision(intptr_t precision) const;
-    double gain() const { return parameters.empty() ? 1.0 : parameters[0]; }
+    double gain() const { return parameters.empty() ? 1.0 : loadParameter(0); }
+    // Editors change parameters on the main thread while audio runs on another, as in real
+    // plug-ins: each value is read and written whole.
+    float loadParameter(size_t index) const {
+        return std::atomic_ref<float>(const_cast<float&>(parameters[index])).load(std::memory_order_relaxed);
+    }
+    void storeParameter(size_t index, float value) {
+        std::atomic_ref<float>(parameters[index]).store(value, std::memory_order_relaxed);
+    }
 
     AEffect effect{};
     Options options;
