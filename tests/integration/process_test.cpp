@@ -1,4 +1,5 @@
 #include "tests/common/child_process.h"
+#include "tests/common/chunked_stream.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,8 @@
 namespace {
 
 using testing_support::ChildOptions;
+using testing_support::chunk;
+using testing_support::formatRecord;
 using testing_support::runAdapter;
 
 ChildOptions effect(const std::string& words, std::string input) {
@@ -39,19 +42,6 @@ std::string exactSamples(int bits, int tag, size_t frames, int channels) {
         }
     }
     return bytes;
-}
-
-std::string chunk(uint32_t code, const std::string& payload) {
-    std::string bytes(8, '\0');
-    std::memcpy(bytes.data(), &code, 4);
-    const auto length = static_cast<uint32_t>(payload.size());
-    std::memcpy(bytes.data() + 4, &length, 4);
-    return bytes + payload;
-}
-
-std::string formatRecord(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out, uint32_t outMask) {
-    const uint32_t fields[5] = {rate, in, inMask, out, outMask};
-    return std::string(reinterpret_cast<const char*>(fields), sizeof fields);
 }
 
 struct EncodingCase {

@@ -1,29 +1,15 @@
 #include "tests/common/child_process.h"
+#include "tests/common/real_plugins.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
 namespace {
 
-using testing_support::ChildOptions;
+using testing_support::headless;
 using testing_support::runAdapter;
-
-// Commands that never open an editor: they must work with no display, and plug-ins that write
-// settings to $HOME get a throw-away one.
-ChildOptions headless() {
-    ChildOptions options;
-    options.environment["DISPLAY"] = std::nullopt;
-    options.environment["WAYLAND_DISPLAY"] = std::nullopt;
-    options.environment["HOME"] = std::filesystem::temp_directory_path().string();
-    // Leaks inside third-party plug-ins are theirs; our own code is leak-checked with the
-    // in-tree plug-ins.
-    const char* asan = std::getenv("ASAN_OPTIONS");
-    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":detect_leaks=0";
-    return options;
-}
 
 struct RealPlugin {
     const char* name;
