@@ -1,7 +1,12 @@
 #!/usr/bin/env python3
 """Whole-program benchmarks: each figure is a ratio against a reference measured in the same run."""
+import atexit
+import math
 import os
+import random
+import shutil
 import statistics
+import struct
 import subprocess
 import sys
 import tempfile
@@ -10,6 +15,11 @@ import time
 BUILD = sys.argv[1] if len(sys.argv) > 1 else "build/dev"
 SECTIONS = sys.argv[2:]
 ADAPTER = os.path.join(BUILD, "vst-adapter")
+# The in-tree test plug-in: with TEST_EFFECT empty its output is its input, bit for bit.
+IDENTITY = os.path.join(BUILD, "tests", "plugins", "test_effect.so")
+GIB = 1 << 30
+MIB = 1 << 20
+RATE = 44100
 
 
 def timed(command, env=None, stdin=None, stdout=subprocess.DEVNULL):
@@ -19,9 +29,12 @@ def timed(command, env=None, stdin=None, stdout=subprocess.DEVNULL):
 
 
 def quiet_env():
+    """No display, and a throw-away HOME (removed at exit) for plug-ins that write settings."""
     env = dict(os.environ)
     env.pop("DISPLAY", None)
-    env["HOME"] = tempfile.mkdtemp(prefix="bench-home-")
+    home = tempfile.mkdtemp(prefix="bench-home-")
+    atexit.register(shutil.rmtree, home, True)
+    env["HOME"] = home
     return env
 
 
@@ -44,8 +57,173 @@ def startup(runs=40):
         print("  %-50s %8.2fms %8.2fms %6.2fx" % (plugin, a * 1000, m * 1000, a / m))
 
 
-ALL = {"startup": startup}
+def identity_env():
+    env = quiet_env()
+    env.pop("TEST_EFFECT", None)
+    env.pop("TEST_EFFECT_LOG", None)
+    return env
+
+
+def sound(seconds, channels=2, seed=1):
+    """16-bit interleaved samples: a 440 Hz sine with a little noise, about -6 dBFS."""
+    rng = random.Random(seed)
+    frames = int(seconds * RATE)
+    values = []
+    for i in range(frames):
+        value = 0.5 * math.sin(2 * math.pi * 440 * i / RATE) + 0.02 * (rng.random() - 0.5)
+        sample = int(value * 32767)
+        values.extend([sample] * channels)
+    return struct.pack("<%dh" % len(values), *values)
+
+
+# The producer writes a block of audio again and again until it has written the asked-for number
+# of bytes; the consumer reads everything and prints the count. Both are the same for every
+# program measured between them.
+PRODUCER = r"""
+import os, sys
+total, path = int(sys.argv[1]), sys.argv[2]
+block = open(path, "rb").read()
+view = memoryview(block)
+left = total
+while left:
+    piece = view[:min(left, len(block))]
+    while piece:
+        piece = piece[os.write(1, piece):]
+    left -= min(left, len(block))
+"""
+
+CONSUMER = r"""
+import os
+buffer = bytearray(1 << 20)  # reused: a fresh buffer per read costs more than the pipe
+count = 0
+while True:
+    got = os.readv(0, [buffer])
+    if not got:
+        break
+    count += got
+print(count)
+"""
+
+
+def through_pipes(command, total, block_path, env=None):
+    """producer | command | consumer. Returns (seconds, bytes the consumer saw, rusage of the
+    command)."""
+    start = time.perf_counter()
+    producer = subprocess.Popen([sys.executable, "-c", PRODUCER, str(total), block_path],
+                                stdout=subprocess.PIPE)
+    middle = subprocess.Popen(command, stdin=producer.stdout, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, env=env)
+    consumer = subprocess.Popen([sys.executable, "-c", CONSUMER], stdin=middle.stdout,
+                                stdout=subprocess.PIPE)
+    producer.stdout.close()
+    middle.stdout.close()
+    seen = int(consumer.communicate()[0] or 0)
+    _, status, usage = os.wait4(middle.pid, 0)
+    middle.returncode = os.waitstatus_to_exitcode(status)
+    producer.wait()
+    elapsed = time.perf_counter() - start
+    if middle.returncode != 0:
+        sys.exit("%s failed with status %d" % (command[0], middle.returncode))
+    return elapsed, seen, usage
+
+
+def block_file(directory, seconds=1.0):
+    """About 172 KiB of stereo sound (a second), the producer's repeating block."""
+    path = os.path.join(directory, "block.raw")
+    with open(path, "wb") as out:
+        out.write(sound(seconds))
+    return path
+
+
+def identity_process():
+    return [ADAPTER, "process", "--vst", IDENTITY, "--vst-version", "2", "--rate", str(RATE),
+            "--channels", "2", "--bits", "16"]
+
+
+def need_identity():
+    if not os.path.exists(IDENTITY):
+        sys.exit("%s is missing: build the dev preset with the tests (scripts/bench does)" % IDENTITY)
+
+
+def pipe(rounds=5, total=GIB):
+    """1 GiB of 16-bit stereo through the identity plug-in, against cat, over the same pipes."""
+    need_identity()
+    env = identity_env()
+    with tempfile.TemporaryDirectory(prefix="bench-pipe-") as directory:
+        block = block_file(directory)
+        ours, reference = [], []
+        for _ in range(rounds):
+            seconds, seen, _ = through_pipes(["cat"], total, block)
+            if seen != total:
+                sys.exit("cat passed %d of %d bytes" % (seen, total))
+            reference.append(seconds)
+            seconds, seen, _ = through_pipes(identity_process(), total, block, env)
+            if seen != total:
+                sys.exit("the adapter passed %d of %d bytes" % (seen, total))
+            ours.append(seconds)
+    a, c = statistics.median(ours), statistics.median(reference)
+    print("pipe: %d MiB of 16-bit stereo, producer | X | consumer, median of %d interleaved runs"
+          % (total // MIB, rounds))
+    print("  %-44s %8.2f s %9.0f MB/s" % ("cat", c, total / c / 1e6))
+    print("  %-44s %8.2f s %9.0f MB/s" % ("vst-adapter process (identity plug-in)", a, total / a / 1e6))
+    print("  ratio (adapter time / cat time): %.2fx   target: <= 3x" % (a / c))
+
+
+def memory():
+    """Peak resident memory of the adapter for a small and a large input."""
+    need_identity()
+    env = identity_env()
+    sizes = [("10 MB", 10 * 1000 * 1000), ("1 GiB", GIB)]
+    peaks = []
+    with tempfile.TemporaryDirectory(prefix="bench-memory-") as directory:
+        block = block_file(directory)
+        for label, total in sizes:
+            _, seen, usage = through_pipes(identity_process(), total, block, env)
+            if seen != total - total % 4:
+                sys.exit("the adapter passed %d of %d bytes" % (seen, total))
+            peaks.append(usage.ru_maxrss)  # KiB on Linux
+    print("memory: peak resident set of vst-adapter process (identity plug-in), ru_maxrss")
+    for (label, _), peak in zip(sizes, peaks):
+        print("  %-10s %8d KiB" % (label, peak))
+    print("  difference: %+d KiB   target: within 1 MB (1024 KiB)" % (peaks[1] - peaks[0]))
+
+
+REALTIME_PLUGINS = ["/usr/lib/vst/ZaMultiCompX2-vst.so", "/usr/lib/vst/ZamVerb-vst.so"]
+
+
+def realtime(seconds=60, runs=3):
+    """A minute of stereo sound through real stereo plug-ins: audio seconds per wall second."""
+    env = quiet_env()
+    with tempfile.TemporaryDirectory(prefix="bench-realtime-") as directory:
+        path = os.path.join(directory, "minute.raw")
+        with open(path, "wb") as out:
+            out.write(sound(seconds))
+        print("realtime: %d s of 16-bit stereo at %d Hz, whole process (start-up included), "
+              "median of %d runs" % (seconds, RATE, runs))
+        for plugin in REALTIME_PLUGINS:
+            if not os.path.exists(plugin):
+                print("  %-44s not installed" % plugin)
+                continue
+            walls = []
+            for _ in range(runs):
+                with open(path, "rb") as source:
+                    start = time.perf_counter()
+                    run = subprocess.run([ADAPTER, "process", "--vst", plugin, "--vst-version", "2",
+                                          "--rate", str(RATE), "--channels", "2", "--bits", "16"],
+                                         stdin=source, stdout=subprocess.PIPE,
+                                         stderr=subprocess.DEVNULL, env=env)
+                    walls.append(time.perf_counter() - start)
+                if run.returncode != 0 or len(run.stdout) < os.path.getsize(path):
+                    sys.exit("%s: process failed (%d, %d bytes out)"
+                             % (plugin, run.returncode, len(run.stdout)))
+            elapsed = statistics.median(walls)
+            print("  %-44s %6.2f s wall  real-time factor %6.1fx" % (plugin, elapsed, seconds / elapsed))
+
+ALL = {"startup": startup, "pipe": pipe, "memory": memory, "realtime": realtime}
 
 if __name__ == "__main__":
+    unknown = [name for name in SECTIONS if name not in ALL]
+    if unknown:
+        sys.exit("unknown section %s; sections: %s" % (", ".join(unknown), " ".join(ALL)))
     for name in SECTIONS or ALL:
         ALL[name]()

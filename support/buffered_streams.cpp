@@ -17,6 +17,10 @@ bufferedStreamOut::~bufferedStreamOut() {
 }
 
 void bufferedStreamOut::write(const void* data, uint64_t length) {
+    // Nothing to copy; `data` may then be null (an empty vector's data()), which memcpy must
+    // not be given even for zero bytes.
+    if (length == 0)
+        return;
     const auto* bytes = static_cast<const unsigned char*>(data);
     if (used + length > buffer.size())
         drain();
@@ -51,6 +55,8 @@ bufferedStreamIn::bufferedStreamIn(std::shared_ptr<streamIn> source,
 
 uint64_t bufferedStreamIn::take(unsigned char* destination, uint64_t length) {
     const uint64_t count = std::min<uint64_t>(length, end - start);
+    if (count == 0)
+        return 0;
     std::memcpy(destination, buffer.data() + start, count);
     start += count;
     return count;

@@ -22,7 +22,10 @@ class fakeProcessor : public vstProcessShared {
     void processBytes(const uint8_t* data, uint64_t length) override {
         const uint32_t frames = framesIn(length);
         runs.push_back(length);
-        std::memmove(byteBuffer(), data, length);
+        // Frames of 0 bytes (a format without channels) carry nothing, whatever the length.
+        const uint64_t carried = uint64_t{frames} * inputFrameBytes();
+        if (carried != 0)
+            std::memmove(byteBuffer(), data, carried);
         emitOutputFrames(frames);
     }
     std::vector<uint8_t> renderTail() override { return tail; }

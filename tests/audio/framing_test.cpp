@@ -182,6 +182,23 @@ TEST(ChunkedFraming, HugeLengthDoesNotAllocateAheadOfTheBytes) {
     EXPECT_LE(in.largestRequest, uint64_t{1} << 20);
 }
 
+// Found by tests/fuzz: a format without input channels makes frames of 0 bytes, so audio is
+// no frames and the processor's byte buffer stays empty; writing those no frames handed the
+// buffer's null data() to memcpy in the buffered output (UndefinedBehaviorSanitizer).
+TEST(ChunkedFraming, FormatWithoutChannelsTakesAudioAsNoFramesThroughABufferedOutput) {
+    auto sink = std::make_shared<vectorSink>();
+    Vesk::bufferedStreamOut output(sink);
+    fakeProcessor processor(16, 1, &output);
+    const StreamFormat none{44100, 0, 0, 0, 0};
+    const auto record = encodeStreamFormat(none);
+    const bytes input = chunk(3, bytes(record.begin(), record.end())) + chunk(1, counting(32));
+    Vesk::streamInMemRef in(input.data(), input.size());
+    EXPECT_TRUE(runChunkedFraming(processor, in, false));
+    EXPECT_EQ(sink->data, bytes(record.begin(), record.end()) + u32(0));
+    EXPECT_EQ(processor.runs, (std::vector<uint64_t>{32}));
+    EXPECT_EQ(processor.byteBufferSize(), 0u);
+}
+
 TEST(PlainFraming, CopiesFramesThenAppendsTheTail) {
     Harness h;
     StreamFormat format = stereo;

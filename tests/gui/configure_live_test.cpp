@@ -3,7 +3,7 @@
 
 #include "tests/common/background_child.h"
 #include "tests/common/child_process.h"
-#include "tests/common/chunked_messages.h"
+#include "tests/common/chunked_stream.h"
 #include "tests/gui/editor_fixture.h"
 
 #include <gtest/gtest.h>

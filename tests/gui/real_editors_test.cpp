@@ -4,7 +4,7 @@
 
 #include "tests/common/background_child.h"
 #include "tests/common/child_process.h"
-#include "tests/common/plugin_environment.h"
+#include "tests/common/real_plugins.h"
 #include "tests/gui/x_windows.h"
 
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ class RealEditors : public testing::TestWithParam<RealEditor> {
     }
 
     testing_support::ChildOptions options() const {
-        auto result = testing_support::realPluginOptions();
+        auto result = testing_support::headless();
         result.environment["HOME"] = folder.string();
         if (const char* display = std::getenv("DISPLAY"))
             result.environment["DISPLAY"] = display;

@@ -17,7 +17,9 @@ struct CommandCase {
     std::string err;
 };
 
-void PrintTo(const CommandCase& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const CommandCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class CommandLine : public testing::TestWithParam<CommandCase> {};
 
@@ -36,30 +38,48 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"NoCommand", {}, 255, "Incorrect argument count.\n"},
         CommandCase{"LoneKey", {"info", "--vst"}, 255, "Incorrect argument count.\n"},
         CommandCase{"OnlyCommand", {"info"}, 255, "No VST specified.\n"},
-        CommandCase{"Pipe", {"test", "--vst", missing, "--pipe", "x"}, 255, "pipes not yet implemented\n"},
+        CommandCase{
+            "Pipe", {"test", "--vst", missing, "--pipe", "x"}, 255, "pipes not yet implemented\n"},
         CommandCase{"InPipeEmpty", {"test", "--inpipe", ""}, 255, "pipes not yet implemented\n"},
-        CommandCase{"PipeBeforeMissingVst", {"info", "--pipe", "1"}, 255, "pipes not yet implemented\n"},
+        CommandCase{
+            "PipeBeforeMissingVst", {"info", "--pipe", "1"}, 255, "pipes not yet implemented\n"},
         CommandCase{"MissingVst", {"test", "--rate", "44100"}, 255, "No VST specified.\n"},
-        CommandCase{"BadPathBothLoaders", {"test", "--vst", missing}, 255,
+        CommandCase{"BadPathBothLoaders",
+                    {"test", "--vst", missing},
+                    255,
                     "Could not load VST bundle: " + missing + "\nCould not open VST."},
-        CommandCase{"BadPathVersion2", {"info", "--vst", missing, "--vst-version", "2"}, 255,
+        CommandCase{"BadPathVersion2",
+                    {"info", "--vst", missing, "--vst-version", "2"},
+                    255,
                     "Could not load VST bundle: " + missing + "\nCould not open VST."},
-        CommandCase{"Version3Only", {"test", "--vst", missing, "--vst-version", "3"}, 255,
+        CommandCase{"Version3Only",
+                    {"test", "--vst", missing, "--vst-version", "3"},
+                    255,
                     "Could not open VST."},
-        CommandCase{"UnknownVersion", {"test", "--vst", missing, "--vst-version", "1"}, 255,
+        CommandCase{"UnknownVersion",
+                    {"test", "--vst", missing, "--vst-version", "1"},
+                    255,
                     "Could not open VST."},
-        CommandCase{"VersionReadLikeAtoi", {"test", "--vst", missing, "--vst-version", "2x"}, 255,
+        CommandCase{"VersionReadLikeAtoi",
+                    {"test", "--vst", missing, "--vst-version", "2x"},
+                    255,
                     "Could not load VST bundle: " + missing + "\nCould not open VST."},
-        CommandCase{"TextFileIsNoModule", {"test", "--vst", "/etc/hostname", "--vst-version", "2"}, 255,
+        CommandCase{"TextFileIsNoModule",
+                    {"test", "--vst", "/etc/hostname", "--vst-version", "2"},
+                    255,
                     "Could not load VST bundle: /etc/hostname\nCould not open VST."},
-        CommandCase{"DirectoryIsNoModule", {"has-editor", "--vst", "/tmp", "--vst-version", "2"}, 255,
+        CommandCase{"DirectoryIsNoModule",
+                    {"has-editor", "--vst", "/tmp", "--vst-version", "2"},
+                    255,
                     "Could not load VST bundle: /tmp\nCould not open VST."},
-        CommandCase{"UnknownCommandStillLoadsFirst", {"frobnicate", "--vst", missing}, 255,
+        CommandCase{"UnknownCommandStillLoadsFirst",
+                    {"frobnicate", "--vst", missing},
+                    255,
                     "Could not load VST bundle: " + missing + "\nCould not open VST."}),
     [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
 
 class Redirections : public testing::Test {
-protected:
+  protected:
     void SetUp() override {
         char pattern[] = "/tmp/adapter-cli-XXXXXX";
         ASSERT_NE(::mkdtemp(pattern), nullptr);
@@ -70,17 +90,21 @@ protected:
 };
 
 TEST_F(Redirections, MissingInputFileIsOneClearLine) {
-    const auto result = runAdapter({"process", "--input", folder + "/absent.raw", "--vst", missing});
+    const auto result =
+        runAdapter({"process", "--input", folder + "/absent.raw", "--vst", missing});
     EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/absent.raw'", 0), 0u) << result.err;
+    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/absent.raw'", 0), 0u)
+        << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
     EXPECT_EQ(result.out, "");
 }
 
 TEST_F(Redirections, UnwritableOutputIsOneClearLine) {
-    const auto result = runAdapter({"process", "--output", folder + "/no/such/dir.raw", "--vst", missing});
+    const auto result =
+        runAdapter({"process", "--output", folder + "/no/such/dir.raw", "--vst", missing});
     EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/no/such/dir.raw'", 0), 0u) << result.err;
+    EXPECT_EQ(result.err.rfind("Error opening file '" + folder + "/no/such/dir.raw'", 0), 0u)
+        << result.err;
     EXPECT_EQ(result.out, "");
 }
 
@@ -93,7 +117,8 @@ TEST_F(Redirections, OutputFileIsCreatedBeforeLoading) {
 }
 
 TEST_F(Redirections, NetworkInputIsRecognisedNotOpenedAsPath) {
-    const auto result = runAdapter({"process", "--input", "HTTP://127.0.0.1:9/x", "--vst", missing});
+    const auto result =
+        runAdapter({"process", "--input", "HTTP://127.0.0.1:9/x", "--vst", missing});
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.err.find("Error opening file"), std::string::npos) << result.err;
 }

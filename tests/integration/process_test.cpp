@@ -1,5 +1,5 @@
 #include "tests/common/child_process.h"
-#include "tests/common/chunked_messages.h"
+#include "tests/common/chunked_stream.h"
 
 #include <gtest/gtest.h>
 

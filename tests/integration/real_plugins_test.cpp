@@ -1,20 +1,15 @@
 #include "tests/common/child_process.h"
-#include "tests/common/plugin_environment.h"
+#include "tests/common/real_plugins.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
 namespace {
 
-using testing_support::ChildOptions;
+using testing_support::headless;
 using testing_support::runAdapter;
-
-ChildOptions headless() {
-    return testing_support::realPluginOptions();
-}
 
 struct RealPlugin {
     const char* name;

@@ -2,8 +2,8 @@
 // sound follows the settings.
 
 #include "tests/common/child_process.h"
-#include "tests/common/chunked_messages.h"
-#include "tests/common/plugin_environment.h"
+#include "tests/common/chunked_stream.h"
+#include "tests/common/real_plugins.h"
 
 #include <gtest/gtest.h>
 
@@ -228,7 +228,7 @@ class RealPluginSettings : public testing::TestWithParam<RealPluginCase> {
     std::string settings(const char* assignment) {
         const auto path = scratch.path(std::string("settings-") + assignment);
         const auto result = runChild(SETTINGS_PROBE_PATH, {GetParam().path, path, assignment},
-                                     testing_support::realPluginOptions());
+                                     testing_support::headless());
         EXPECT_EQ(result.exitStatus, 0) << result.err;
         return path;
     }
@@ -252,7 +252,7 @@ TEST_P(RealPluginSettings, SavedSettingsGiveTheSameSoundAgain) {
     const std::string changed = settings(c.changed);
     const std::string other = settings(c.other);
     const std::string input = loudSignal(44100);
-    auto options = testing_support::realPluginOptions();
+    auto options = testing_support::headless();
     options.stdinBytes = input;
 
     const auto fromFile = runAdapter(processArguments(c.path, changed, c.channels), options);

@@ -27,7 +27,7 @@ struct LoadCase {
     std::string words;
     std::vector<std::string> extra;
     int status;
-    std::string err;  // "%s" is replaced by the plug-in path
+    std::string err; // "%s" is replaced by the plug-in path
 };
 
 std::string expand(std::string text, const std::string& path) {
@@ -60,9 +60,14 @@ INSTANTIATE_TEST_SUITE_P(
                     LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},
                     LoadCase{"ThrowsInEntry", TEST_EFFECT_PATH, "throw-entry", {}, 255, refused},
                     LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
-                    LoadCase{"ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
+                    LoadCase{
+                        "ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
                     LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
-                    LoadCase{"Version3DoesNotTryVst2", TEST_EFFECT_PATH, "", {"--vst-version", "3"}, 255,
+                    LoadCase{"Version3DoesNotTryVst2",
+                             TEST_EFFECT_PATH,
+                             "",
+                             {"--vst-version", "3"},
+                             255,
                              "Could not open VST."}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -75,7 +80,8 @@ struct EditorCase {
 class HasEditor : public testing::TestWithParam<EditorCase> {};
 
 TEST_P(HasEditor, EditorOrParametersCount) {
-    const auto result = runAdapter({"has-editor", "--vst", TEST_EFFECT_PATH}, withEffect(GetParam().words));
+    const auto result =
+        runAdapter({"has-editor", "--vst", TEST_EFFECT_PATH}, withEffect(GetParam().words));
     EXPECT_EQ(result.exitStatus, GetParam().status) << result.err;
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, "");
@@ -88,16 +94,21 @@ INSTANTIATE_TEST_SUITE_P(Table, HasEditor,
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Info, NegativeCountsPrintZeroAndNoPins) {
-    const auto result = runAdapter({"info", "--vst", TEST_EFFECT_PATH}, withEffect("inputs=-1,outputs=1"));
+    const auto result =
+        runAdapter({"info", "--vst", TEST_EFFECT_PATH}, withEffect("inputs=-1,outputs=1"));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.err.rfind("Number of inputs: 0\nNumber of outputs: 1\n  Output 0:\n    .label = ", 0), 0u)
+    EXPECT_EQ(result.err.rfind(
+                  "Number of inputs: 0\nNumber of outputs: 1\n  Output 0:\n    .label = ", 0),
+              0u)
         << result.err;
     EXPECT_EQ(result.out, "");
 }
 
 TEST(Info, ReportGoesToStandardErrorEvenWithAnOutputFile) {
-    const std::string target = std::filesystem::temp_directory_path() / ("info-" + std::to_string(::getpid()));
-    const auto result = runAdapter({"info", "--vst", TEST_EFFECT_PATH, "--output", target}, withEffect("sidechain"));
+    const std::string target =
+        std::filesystem::temp_directory_path() / ("info-" + std::to_string(::getpid()));
+    const auto result = runAdapter({"info", "--vst", TEST_EFFECT_PATH, "--output", target},
+                                   withEffect("sidechain"));
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_NE(result.err.find("Number of inputs: 4\n"), std::string::npos);
     EXPECT_NE(result.err.find("  Input 3:\n"), std::string::npos);
@@ -107,7 +118,8 @@ TEST(Info, ReportGoesToStandardErrorEvenWithAnOutputFile) {
 
 // What the plug-in heard from the host while loading, one "key value" line each.
 std::string loadLog(const std::vector<std::string>& extra) {
-    const std::string log = std::filesystem::temp_directory_path() / ("effect-log-" + std::to_string(::getpid()));
+    const std::string log =
+        std::filesystem::temp_directory_path() / ("effect-log-" + std::to_string(::getpid()));
     std::filesystem::remove(log);
     std::vector<std::string> arguments{"test", "--vst", TEST_EFFECT_PATH};
     arguments.insert(arguments.end(), extra.begin(), extra.end());
@@ -126,10 +138,11 @@ bool hasLine(const std::string& log, const std::string& line) {
 
 TEST(HostAnswers, WhatThePlugInHearsWhileLoading) {
     const std::string log = loadLog({});
-    for (const char* line : {"entry VSTPluginMain", "hostVersion 2400", "hostSampleRate 44100", "hostBlockSize 512",
-                             "hostProcessLevel 4", "hostVendor Marrowvale", "hostProduct Marrowvale VST Adapter",
-                             "hostVendorVersion 1", "hostCanDo sendVstTimeInfo 1", "hostCanDo sizeWindow 1",
-                             "hostCanDo supplyIdle 1", "hostCanDo receiveVstMidiEvent 0"})
+    for (const char* line :
+         {"entry VSTPluginMain", "hostVersion 2400", "hostSampleRate 44100", "hostBlockSize 512",
+          "hostProcessLevel 4", "hostVendor Marrowvale", "hostProduct Marrowvale VST Adapter",
+          "hostVendorVersion 1", "hostCanDo sendVstTimeInfo 1", "hostCanDo sizeWindow 1",
+          "hostCanDo supplyIdle 1", "hostCanDo receiveVstMidiEvent 0"})
         EXPECT_TRUE(hasLine(log, line)) << line << "\n" << log;
 }
 
