@@ -99,8 +99,9 @@ bool PluginHost::setProcessPrecision(bool useDouble) {
 bool PluginHost::setFormat(StreamFormat& format) {
     setSampleRate(static_cast<int32_t>(format.sampleRate));
     if (format.inputChannelMask != 0) {
-        auto arrangement =
+        auto record =
             speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
+        VstSpeakerArrangement& arrangement = record.get();
         dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&arrangement),
                  &arrangement);
     }

@@ -1,7 +1,10 @@
 #include "hosting/speaker_layout.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
+#include <cstddef>
+#include <new>
 
 namespace speaker_layout {
 namespace {
@@ -35,21 +38,31 @@ uint32_t maskForArrangement(int32_t arrangementType) {
     return 0;
 }
 
-VstSpeakerArrangement arrangementForMask(uint32_t mask, uint32_t channels) {
-    VstSpeakerArrangement arrangement{};
-    arrangement.numChannels = static_cast<int32_t>(channels);
+SpeakerArrangementRecord::SpeakerArrangementRecord(uint32_t channels) {
+    channels = std::min(channels, maximumChannels);
+    const size_t speakers = std::max<size_t>(channels, maximumSpeakers);
+    const size_t bytes =
+        offsetof(VstSpeakerArrangement, speakers) + speakers * sizeof(VstSpeakerProperties);
+    storage.assign((bytes + sizeof(uint64_t) - 1) / sizeof(uint64_t), 0);
+    arrangement = new (storage.data()) VstSpeakerArrangement{};
+    arrangement->numChannels = static_cast<int32_t>(channels);
+}
+
+SpeakerArrangementRecord arrangementForMask(uint32_t mask, uint32_t channels) {
+    SpeakerArrangementRecord record(channels);
+    VstSpeakerArrangement& arrangement = record.get();
     arrangement.type = kSpeakerArrUserDefined;
     for (const auto& known : knownArrangements)
         if (known.mask == mask)
             arrangement.type = known.type;
     if (mask == monoMask)
-        return arrangement;
+        return record;
     int speaker = 0;
     for (int bit = 0; bit < 32 && speaker < maximumSpeakers; ++bit) {
         if (mask & (1u << bit))
             arrangement.speakers[speaker++].type = bit + 1;
     }
-    return arrangement;
+    return record;
 }
 
 } // namespace speaker_layout

@@ -3,13 +3,18 @@
 #include "audio/stream_format.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/speaker_layout.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
 namespace {
+
+constexpr uint32_t arrangementChannelLimit =
+    speaker_layout::SpeakerArrangementRecord::maximumChannels;
 
 // Owns a host and the fake it drives; the host is destroyed first, as it closes the plug-in.
 struct Rig {
@@ -23,7 +28,8 @@ TEST(AttachEffect, OpensSetsBlockSizeAndResumesInOrder) {
     rig.host->setSampleRate(48000);
     ASSERT_TRUE(rig.attach());
     EXPECT_EQ(rig.fake.effect.user, rig.host.get());
-    EXPECT_EQ(rig.fake.opcodes(), (std::vector<int32_t>{effOpen, effSetSampleRate, effSetBlockSize, effMainsChanged}));
+    EXPECT_EQ(rig.fake.opcodes(),
+              (std::vector<int32_t>{effOpen, effSetSampleRate, effSetBlockSize, effMainsChanged}));
     EXPECT_EQ(rig.fake.calls[1].opt, 48000.0f);
     EXPECT_EQ(rig.fake.calls[2].value, 512);
     EXPECT_EQ(rig.fake.calls[3].value, 1);
@@ -33,7 +39,8 @@ TEST(AttachEffect, OpensSetsBlockSizeAndResumesInOrder) {
 TEST(AttachEffect, NoRateMeansNoRateCall) {
     Rig rig;
     ASSERT_TRUE(rig.attach());
-    EXPECT_EQ(rig.fake.opcodes(), (std::vector<int32_t>{effOpen, effSetBlockSize, effMainsChanged}));
+    EXPECT_EQ(rig.fake.opcodes(),
+              (std::vector<int32_t>{effOpen, effSetBlockSize, effMainsChanged}));
 }
 
 struct RefusalCase {
@@ -51,10 +58,11 @@ TEST_P(AttachRefusals, RefusedWithoutAnyDispatcherCall) {
     EXPECT_EQ(rig.host->effect, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, AttachRefusals,
-                         testing::Values(RefusalCase{"WrongMagic", [](AEffect& e) { e.magic = 0x12345678; }},
-                                         RefusalCase{"Instrument", [](AEffect& e) { e.flags |= effFlagsIsSynth; }}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Table, AttachRefusals,
+    testing::Values(RefusalCase{"WrongMagic", [](AEffect& e) { e.magic = 0x12345678; }},
+                    RefusalCase{"Instrument", [](AEffect& e) { e.flags |= effFlagsIsSynth; }}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AttachEffect, NullRecordIsRefused) {
     PluginHost host;
@@ -133,16 +141,66 @@ INSTANTIATE_TEST_SUITE_P(
     Table, SetFormat,
     testing::Values(
         // A plug-in that ignores the pin query: a pair reads as stereo.
-        FormatCase{"StereoUnknownTypes", 2, 2, {}, {}, {44100, 2, 3, 2, 3}, true, {44100, 2, 3, 2, 3}, 2, 2},
-        FormatCase{"StereoRequestOnMono", 1, 1, {}, {}, {48000, 2, 3, 2, 3}, true, {48000, 1, 4, 1, 4}, 1, 1},
-        FormatCase{"SideChainGroupLeftOut", 4, 2, {1, 1, 0, 0}, {1, 1}, {44100, 4, 0, 2, 3}, true,
-                   {44100, 2, 3, 2, 3}, 2, 2},
-        FormatCase{"MaskClearedWhenCountDiffers", 2, 2, {1, 1}, {1, 1}, {44100, 1, 4, 1, 4}, true,
-                   {44100, 1, 0, 1, 0}, 1, 1},
-        FormatCase{"FiveOneLayout", 6, 6, {15, 15, 15, 15, 15, 15}, {15, 15, 15, 15, 15, 15},
-                   {96000, 6, 0x3F, 6, 0x3F}, true, {96000, 6, 0x3F, 6, 0x3F}, 6, 6},
-        FormatCase{"UnknownTypeGivesNoMask", 3, 3, {7, 7, 7}, {7, 7, 7}, {44100, 3, 0, 3, 0}, true,
-                   {44100, 3, 0, 3, 0}, 3, 3},
+        FormatCase{"StereoUnknownTypes",
+                   2,
+                   2,
+                   {},
+                   {},
+                   {44100, 2, 3, 2, 3},
+                   true,
+                   {44100, 2, 3, 2, 3},
+                   2,
+                   2},
+        FormatCase{"StereoRequestOnMono",
+                   1,
+                   1,
+                   {},
+                   {},
+                   {48000, 2, 3, 2, 3},
+                   true,
+                   {48000, 1, 4, 1, 4},
+                   1,
+                   1},
+        FormatCase{"SideChainGroupLeftOut",
+                   4,
+                   2,
+                   {1, 1, 0, 0},
+                   {1, 1},
+                   {44100, 4, 0, 2, 3},
+                   true,
+                   {44100, 2, 3, 2, 3},
+                   2,
+                   2},
+        FormatCase{"MaskClearedWhenCountDiffers",
+                   2,
+                   2,
+                   {1, 1},
+                   {1, 1},
+                   {44100, 1, 4, 1, 4},
+                   true,
+                   {44100, 1, 0, 1, 0},
+                   1,
+                   1},
+        FormatCase{"FiveOneLayout",
+                   6,
+                   6,
+                   {15, 15, 15, 15, 15, 15},
+                   {15, 15, 15, 15, 15, 15},
+                   {96000, 6, 0x3F, 6, 0x3F},
+                   true,
+                   {96000, 6, 0x3F, 6, 0x3F},
+                   6,
+                   6},
+        FormatCase{"UnknownTypeGivesNoMask",
+                   3,
+                   3,
+                   {7, 7, 7},
+                   {7, 7, 7},
+                   {44100, 3, 0, 3, 0},
+                   true,
+                   {44100, 3, 0, 3, 0},
+                   3,
+                   3},
         FormatCase{"NoInputsRefused", 0, 2, {}, {}, {44100, 2, 3, 2, 3}, false, {}, 0, 0},
         FormatCase{"NegativeOutputsRefused", 2, -1, {}, {}, {44100, 2, 3, 2, 3}, false, {}, 0, 0}),
     [](const auto& info) { return std::string(info.param.name); });
@@ -181,15 +239,42 @@ TEST_P(SpeakerArrangements, MaskBecomesArrangement) {
     EXPECT_EQ(sent.type, GetParam().type);
     EXPECT_EQ(sent.numChannels, 2);
     for (size_t i = 0; i < 8; ++i)
-        EXPECT_EQ(sent.speakers[i].type, i < GetParam().speakers.size() ? GetParam().speakers[i] : 0) << i;
+        EXPECT_EQ(sent.speakers[i].type,
+                  i < GetParam().speakers.size() ? GetParam().speakers[i] : 0)
+            << i;
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, SpeakerArrangements,
-                         testing::Values(ArrangementCase{0x4, kSpeakerArrMono, {}},
-                                         ArrangementCase{0x3, kSpeakerArrStereo, {1, 2}},
-                                         ArrangementCase{0x7, kSpeakerArrUserDefined, {1, 2, 3}},
-                                         ArrangementCase{0x63F, kSpeakerArr71Music, {1, 2, 3, 4, 5, 6, 10, 11}},
-                                         ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}));
+INSTANTIATE_TEST_SUITE_P(
+    Table, SpeakerArrangements,
+    testing::Values(ArrangementCase{0x4, kSpeakerArrMono, {}},
+                    ArrangementCase{0x3, kSpeakerArrStereo, {1, 2}},
+                    ArrangementCase{0x7, kSpeakerArrUserDefined, {1, 2, 3}},
+                    ArrangementCase{0x63F, kSpeakerArr71Music, {1, 2, 3, 4, 5, 6, 10, 11}},
+                    ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}));
+
+TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
+    // Plug-ins read numChannels speakers; a format message may claim any count.
+    for (const uint32_t channels : {1u, 9u, 1000u, 0xFFFFFFFFu}) {
+        Rig rig;
+        ASSERT_TRUE(rig.attach());
+        int32_t claimed = -1;
+        int32_t nonZero = 0;
+        rig.fake.onDispatch = [&](int32_t opcode, int32_t, intptr_t, void* ptr, float) -> intptr_t {
+            if (opcode != effSetSpeakerArrangement)
+                return 0;
+            const auto* arrangement = static_cast<const VstSpeakerArrangement*>(ptr);
+            claimed = arrangement->numChannels;
+            for (int32_t i = 0; i < claimed; ++i)
+                nonZero += arrangement->speakers[i].type != 0 ? 1 : 0;
+            return 1;
+        };
+        StreamFormat format{44100, channels, 0x3, 2, 0};
+        rig.host->setFormat(format);
+        EXPECT_EQ(claimed, static_cast<int32_t>(std::min(channels, arrangementChannelLimit)))
+            << channels;
+        EXPECT_EQ(nonZero, std::min(claimed, 2)) << "only L and R are named, the rest are left zero";
+    }
+}
 
 TEST(Process, NotResumedMeansNoCall) {
     FakeEffect fake;
