@@ -70,7 +70,8 @@ struct httpRequest::transfer {
     }
 
     static size_t onBody(char* data, size_t, size_t count, void* self) {
-        return static_cast<transfer*>(self)->acceptBody(data, count);
+        return static_cast<transfer*>(self)->acceptBody(
+            reinterpret_cast<const unsigned char*>(data), count);
     }
     static size_t onHeader(char*, size_t, size_t count, void* self) {
         static_cast<transfer*>(self)->received += count;
@@ -79,11 +80,11 @@ struct httpRequest::transfer {
 
     size_t held() const { return pending.size() - pendingStart; }
     uint64_t takeHeld(unsigned char* destination, uint64_t length);
-    size_t acceptBody(const char* data, size_t count);
+    size_t acceptBody(const unsigned char* data, size_t count);
     uint64_t receiveInto(unsigned char* destination, uint64_t length);
     void advance();
     template <class Predicate> void runUntil(Predicate enough);
-    void waitForActivity(clock_type::time_point deadline);
+    void waitForActivity(int milliseconds);
     bool connected() const;
     void throwIfFailed() const;
 
@@ -149,7 +150,7 @@ uint64_t httpRequest::transfer::takeHeld(unsigned char* destination, uint64_t le
     return count;
 }
 
-size_t httpRequest::transfer::acceptBody(const char* data, size_t count) {
+size_t httpRequest::transfer::acceptBody(const unsigned char* data, size_t count) {
     if (held() > 0) {
         // Older bytes still wait: these go behind them, or stay with the library until the
         // reader catches up, which keeps memory bounded.
@@ -215,12 +216,9 @@ bool httpRequest::transfer::connected() const {
     return ready > 0;
 }
 
-void httpRequest::transfer::waitForActivity(clock_type::time_point deadline) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - clock_type::now()).count();
+void httpRequest::transfer::waitForActivity(int milliseconds) {
     curl_waitfd stopRequest{currentAbortDescriptor(), CURL_WAIT_POLLIN, 0};
     const unsigned extra = stopRequest.fd >= 0 ? 1 : 0;
-    const int milliseconds = static_cast<int>(std::clamp<long long>(left, 0, 1000 * 1000));
     const CURLMcode code = curl_multi_poll(multi.get(), extra > 0 ? &stopRequest : nullptr, extra,
                                            milliseconds, nullptr);
     if (code != CURLM_OK)
@@ -230,8 +228,9 @@ void httpRequest::transfer::waitForActivity(clock_type::time_point deadline) {
 }
 
 template <class Predicate> void httpRequest::transfer::runUntil(Predicate enough) {
+    const bool limited = limits.stallSeconds >= 0;
     const auto stall = std::chrono::duration_cast<clock_type::duration>(
-        std::chrono::duration<double>(limits.stallSeconds));
+        std::chrono::duration<double>(limited ? limits.stallSeconds : 0.0));
     uint64_t seen = received;
     auto lastActivity = clock_type::now();
     for (;;) {
@@ -243,13 +242,20 @@ template <class Predicate> void httpRequest::transfer::runUntil(Predicate enough
         if (received != seen || !connected()) {
             seen = received;
             lastActivity = now;
-        } else if (now - lastActivity >= stall) {
+        } else if (limited && now - lastActivity >= stall) {
             char seconds[32];
             std::snprintf(seconds, sizeof seconds, "%g", limits.stallSeconds);
             throw error("network timeout: no data for " + std::string(seconds) + " s from " +
                         shownUrl);
         }
-        waitForActivity(lastActivity + stall);
+        // The library cuts each wait short for its own timers (connecting, for one).
+        long long milliseconds = 1000;
+        if (limited) {
+            milliseconds =
+                std::chrono::duration_cast<std::chrono::milliseconds>(lastActivity + stall - now)
+                    .count();
+        }
+        waitForActivity(static_cast<int>(std::clamp<long long>(milliseconds, 0, 1000 * 1000)));
     }
 }
 

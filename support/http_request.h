@@ -13,7 +13,7 @@ namespace Vesk {
 
 // Limits on waiting for a server. Connecting (name look-up and TLS included) may take
 // `connectSeconds`; once connected, a reader waiting for the next byte gives up after
-// `stallSeconds` without one.
+// `stallSeconds` without one (negative: no limit).
 struct networkTimeouts {
     double connectSeconds = 30.0;
     double stallSeconds = 30.0;

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <random>
 
 namespace {
@@ -114,6 +115,11 @@ struct Delivery {
     const char* file;
 };
 
+// Test names, not bytes, in listings.
+void PrintTo(const Delivery& c, std::ostream* os) {
+    *os << c.name;
+}
+
 class NetworkSameBytes : public NetworkProcess, public testing::WithParamInterface<Delivery> {};
 
 TEST_P(NetworkSameBytes, AsFromTheFile) {
@@ -171,6 +177,10 @@ struct Failure {
     std::function<std::string(const std::string& url)> messageStart;
     std::map<std::string, std::optional<std::string>> environment;
 };
+
+void PrintTo(const Failure& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class NetworkFailures : public NetworkProcess, public testing::WithParamInterface<Failure> {};
 
