@@ -211,8 +211,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Failure{"NotFound", [] { return NetworkInput::url("/files/missing.bin"); },
                 failureClass::invalidReply, [](auto& u) { return httpError(u, 404); }, 0},
-        Failure{"ServerError", [] { return NetworkInput::url("/status/503"); },
-                failureClass::invalidReply, [](auto& u) { return httpError(u, 503); }, 0},
         Failure{"CredentialsStayOutOfMessages",
                 [] { return "http://user:secret@" + NetworkInput::url("/status/401").substr(7); },
                 failureClass::invalidReply,
