@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/file_stream.h"
+#include "support/http_request.h"
 
 #include <memory>
 #include <string>
@@ -8,6 +9,11 @@
 // The response body of an HTTP or HTTPS GET, read as a stream.
 namespace Vesk {
 
-std::shared_ptr<fileIn> openNetworkInput(const std::string& url);
+// Sends the request and returns once the body begins; failures throw httpRequest errors. The
+// stream reads like a file: `read` returns fewer bytes than asked only at the end of the body,
+// and a body that ends any other way (cut short, broken, stalled) throws instead of ending.
+// It cannot seek; `size` is the Content-Length, when the server sent one.
+std::shared_ptr<fileIn> openNetworkInput(const std::string& url,
+                                         const networkTimeouts& timeouts = {});
 
 } // namespace Vesk

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace testing_support {
+
+// The loopback HTTP(S) server of http_test_server.py, serving the files of `root` (routes and
+// options are described there). Started by the constructor, which returns once it listens;
+// stopped by the destructor. With a certificate and key it speaks TLS.
+class HttpTestServer {
+  public:
+    explicit HttpTestServer(const std::string& root, const std::string& certificate = {},
+                            const std::string& key = {});
+    ~HttpTestServer();
+    HttpTestServer(const HttpTestServer&) = delete;
+    HttpTestServer& operator=(const HttpTestServer&) = delete;
+
+    int port() const { return listeningPort; }
+    // "http://127.0.0.1:PORT" + path (https with TLS).
+    std::string url(const std::string& path) const;
+
+  private:
+    void stop() noexcept;
+
+    pid_t pid = -1;
+    int controlPipe = -1; // the server's standard input: closing it ends the server
+    int listeningPort = 0;
+    bool tls = false;
+};
+
+// A loopback port held bound but never listening, so connecting to it is refused for as long
+// as the object lives.
+class RefusingPort {
+  public:
+    RefusingPort();
+    ~RefusingPort();
+    RefusingPort(const RefusingPort&) = delete;
+    RefusingPort& operator=(const RefusingPort&) = delete;
+    int port() const { return number; }
+
+  private:
+    int fd;
+    int number = 0;
+};
+
+} // namespace testing_support
