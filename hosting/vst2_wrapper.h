@@ -57,6 +57,10 @@ class Vst2Wrapper final : private Vst3HandlerTarget, private Vst3FrameTarget {
     const FUID& classId() const { return classUid; }
     // The controller hears the value now, the processor with the next block.
     void setParameterById(ParamID id, ParamValue value);
+    // Makes sure values still queued have reached the processor before its state is read: runs
+    // one frame of silence through it when any are queued (an empty block is not enough for
+    // every plug-in). Not while audio is streaming: the plug-in hears the extra frame.
+    void settleParameters();
 
     // Held while a state is loaded into the plug-in: keeps reconfiguration out, drops the
     // parameter changes still queued (the state replaces them; otherwise the next block would

@@ -252,7 +252,12 @@ void Vst2Wrapper::processBlock(Sample** inputs, Sample** outputs, int32 frames) 
     processData.processContext = &processContext;
     inputChanges.clear();
     outputChanges.clear();
-    pending.moveInto(inputChanges);
+    // Some plug-ins return from a block of no frames before they read its parameter changes
+    // (DPF-made ones do): such a block is given the changes but they stay queued for the next.
+    if (frames == 0)
+        pending.copyInto(inputChanges);
+    else
+        pending.moveInto(inputChanges);
     processData.inputParameterChanges = &inputChanges;
     processData.outputParameterChanges = &outputChanges;
     processData.inputEvents = buses.hasEventInputs() ? &eventList : nullptr;
@@ -268,6 +273,16 @@ void Vst2Wrapper::processBlock(Sample** inputs, Sample** outputs, int32 frames) 
     inputChanges.clear();
     outputChanges.clear();
     projectTime += frames;
+}
+
+void Vst2Wrapper::settleParameters() {
+    if (pending.empty())
+        return;
+    // One frame of silence into scratch: enough for any plug-in to take its queued values.
+    if (wanted.sampleSize == kSample64)
+        processBlock<double>(nullptr, nullptr, 1);
+    else
+        processBlock<float>(nullptr, nullptr, 1);
 }
 
 template void Vst2Wrapper::processBlock<float>(float**, float**, int32);

@@ -126,6 +126,20 @@ void Vst3PendingChanges::moveInto(Vst3ParameterChanges& changes) {
     values.erase(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(moved));
 }
 
+void Vst3PendingChanges::copyInto(Vst3ParameterChanges& changes) {
+    const std::unique_lock lock(mutex, std::try_to_lock);
+    if (!lock.owns_lock())
+        return;
+    for (const auto& [id, value] : values)
+        if (!changes.add(id, value))
+            return;
+}
+
+bool Vst3PendingChanges::empty() const {
+    const std::lock_guard lock(mutex);
+    return values.empty();
+}
+
 void Vst3OutputChangeRing::setCapacity(size_t capacity) {
     // One slot stays empty to tell a full ring from an empty one.
     slots.assign(capacity + 1, {});

@@ -82,6 +82,10 @@ class Vst3PendingChanges {
     void clear();
     // Processing thread: moves what fits into `changes`; the rest waits for the next block.
     void moveInto(Vst3ParameterChanges& changes);
+    // Processing thread: the same, but everything stays queued as well. For blocks of no
+    // frames, which some plug-ins return from before reading their parameter changes.
+    void copyInto(Vst3ParameterChanges& changes);
+    bool empty() const;
 
   private:
     mutable std::mutex mutex;

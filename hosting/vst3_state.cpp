@@ -68,6 +68,7 @@ std::vector<uint8_t> saveVst3State(PluginHost& host) {
         return {};
     // Values still queued reach the component first, so the image holds them.
     host.prime();
+    wrapper->settleParameters();
     IPtr<MemoryStream> stream = owned(new MemoryStream);
     const IPtr<IComponent> component(wrapper->component());
     const IPtr<IEditController> controller(wrapper->controller());
