@@ -67,7 +67,8 @@ int32 PLUGIN_API Component::getBusCount(MediaType type, BusDirection direction) 
     return direction == kInput && options.sidechain ? 2 : 1;
 }
 
-tresult PLUGIN_API Component::getBusInfo(MediaType type, BusDirection direction, int32 index, BusInfo& bus) {
+tresult PLUGIN_API Component::getBusInfo(MediaType type, BusDirection direction, int32 index,
+                                         BusInfo& bus) {
     if (type != kAudio || index < 0 || index >= getBusCount(type, direction))
         return kInvalidArgument;
     bus = BusInfo{};
@@ -80,7 +81,8 @@ tresult PLUGIN_API Component::getBusInfo(MediaType type, BusDirection direction,
         bus.flags = 0;
         return kResultOk;
     }
-    const SpeakerArrangement arrangement = direction == kInput ? inputArrangement : outputArrangement;
+    const SpeakerArrangement arrangement =
+        direction == kInput ? inputArrangement : outputArrangement;
     bus.channelCount = SpeakerArr::getChannelCount(arrangement);
     copyName(bus.name, direction == kInput ? "Main In" : "Main Out");
     bus.busType = kMain;
@@ -88,8 +90,10 @@ tresult PLUGIN_API Component::getBusInfo(MediaType type, BusDirection direction,
     return kResultOk;
 }
 
-tresult PLUGIN_API Component::activateBus(MediaType type, BusDirection direction, int32 index, TBool state) {
-    log.line("activateBus " + std::to_string(direction) + " " + std::to_string(index) + " " + std::to_string(state));
+tresult PLUGIN_API Component::activateBus(MediaType type, BusDirection direction, int32 index,
+                                          TBool state) {
+    log.line("activateBus " + std::to_string(direction) + " " + std::to_string(index) + " " +
+             std::to_string(state));
     if (active)
         violation("activateBus while active");
     if (type == kAudio && direction == kInput && index == 1)
@@ -120,8 +124,8 @@ tresult PLUGIN_API Component::getState(IBStream* state) {
     return state != nullptr && writeValues(*state, processorValues) ? kResultOk : kResultFalse;
 }
 
-tresult PLUGIN_API Component::setBusArrangements(SpeakerArrangement* inputs, int32 numIns, SpeakerArrangement* outputs,
-                                                 int32 numOuts) {
+tresult PLUGIN_API Component::setBusArrangements(SpeakerArrangement* inputs, int32 numIns,
+                                                 SpeakerArrangement* outputs, int32 numOuts) {
     std::string line = "setBusArrangements in";
     for (int32 at = 0; at < numIns; ++at)
         line += " " + hex(inputs[at]);
@@ -130,9 +134,10 @@ tresult PLUGIN_API Component::setBusArrangements(SpeakerArrangement* inputs, int
         line += " " + hex(outputs[at]);
     if (active)
         violation("setBusArrangements while active");
-    const bool acceptable = !options.refuseArrangements && numIns == getBusCount(kAudio, kInput) && numOuts == 1 &&
-                            inputs[0] == outputs[0] &&
-                            (inputs[0] == monoArrangement || SpeakerArr::getChannelCount(inputs[0]) >= 2);
+    const bool acceptable =
+        !options.refuseArrangements && numIns == getBusCount(kAudio, kInput) && numOuts == 1 &&
+        inputs[0] == outputs[0] &&
+        (inputs[0] == monoArrangement || SpeakerArr::getChannelCount(inputs[0]) >= 2);
     log.line(line + (acceptable ? " accepted" : " refused"));
     if (!acceptable)
         return kResultFalse;
@@ -141,7 +146,8 @@ tresult PLUGIN_API Component::setBusArrangements(SpeakerArrangement* inputs, int
     return kResultTrue;
 }
 
-tresult PLUGIN_API Component::getBusArrangement(BusDirection direction, int32 index, SpeakerArrangement& arrangement) {
+tresult PLUGIN_API Component::getBusArrangement(BusDirection direction, int32 index,
+                                                SpeakerArrangement& arrangement) {
     if (index == 1 && direction == kInput && options.sidechain) {
         arrangement = monoArrangement;
         return kResultOk;
@@ -159,8 +165,10 @@ tresult PLUGIN_API Component::canProcessSampleSize(int32 size) {
 }
 
 tresult PLUGIN_API Component::setupProcessing(ProcessSetup& setup) {
-    log.line("setupProcessing " + std::to_string(setup.processMode) + " " + std::to_string(setup.symbolicSampleSize) +
-             " " + std::to_string(setup.maxSamplesPerBlock) + " " + test_effect::number(setup.sampleRate));
+    log.line("setupProcessing " + std::to_string(setup.processMode) + " " +
+             std::to_string(setup.symbolicSampleSize) + " " +
+             std::to_string(setup.maxSamplesPerBlock) + " " +
+             test_effect::number(setup.sampleRate));
     if (active)
         violation("setupProcessing while active");
     sampleSize = setup.symbolicSampleSize;
@@ -185,7 +193,8 @@ void Component::applyChanges(IParameterChanges* changes) {
         if (queue == nullptr || queue->getPointCount() < 1 ||
             queue->getPoint(queue->getPointCount() - 1, offset, value) != kResultOk)
             continue;
-        log.line("paramChange " + std::to_string(queue->getParameterId()) + " " + test_effect::number(value));
+        log.line("paramChange " + std::to_string(queue->getParameterId()) + " " +
+                 test_effect::number(value));
         if (double* slot = processorValues.find(queue->getParameterId()))
             *slot = value;
     }
@@ -193,16 +202,20 @@ void Component::applyChanges(IParameterChanges* changes) {
 
 template <typename Sample> void Component::render(ProcessData& data) {
     const double factor =
-        processorValues.bypass >= 0.5 ? 1.0 : 2.0 * processorValues.gain * (processorValues.polarity >= 0.5 ? -1.0 : 1.0);
+        processorValues.bypass >= 0.5
+            ? 1.0
+            : 2.0 * processorValues.gain * (processorValues.polarity >= 0.5 ? -1.0 : 1.0);
     double peak = 0.0;
     AudioBusBuffers& out = data.outputs[0];
     const AudioBusBuffers& in = data.inputs[0];
     for (int32 channel = 0; channel < out.numChannels; ++channel) {
         auto* target = reinterpret_cast<Sample**>(out.channelBuffers32)[channel];
-        const Sample* source =
-            channel < in.numChannels ? reinterpret_cast<Sample**>(in.channelBuffers32)[channel] : nullptr;
+        const Sample* source = channel < in.numChannels
+                                   ? reinterpret_cast<Sample**>(in.channelBuffers32)[channel]
+                                   : nullptr;
         for (int32 frame = 0; frame < data.numSamples; ++frame) {
-            const Sample value = source != nullptr ? static_cast<Sample>(source[frame] * factor) : Sample(0);
+            const Sample value =
+                source != nullptr ? static_cast<Sample>(source[frame] * factor) : Sample(0);
             target[frame] = value;
             peak = std::max(peak, std::fabs(static_cast<double>(value)));
         }
@@ -216,7 +229,8 @@ template <typename Sample> void Component::render(ProcessData& data) {
 }
 
 tresult PLUGIN_API Component::process(ProcessData& data) {
-    log.line("process " + std::to_string(data.numSamples) + " " + std::to_string(data.symbolicSampleSize));
+    log.line("process " + std::to_string(data.numSamples) + " " +
+             std::to_string(data.symbolicSampleSize));
     if (!processing)
         violation("process while not processing");
     if (data.numInputs != getBusCount(kAudio, kInput) || data.numOutputs != 1)
@@ -245,7 +259,8 @@ tresult PLUGIN_API Component::connect(IConnectionPoint* other) {
     TUID messageId;
     IMessage::iid.toTUID(messageId);
     IMessage* message = nullptr;
-    if (application->createInstance(messageId, messageId, reinterpret_cast<void**>(&message)) != kResultTrue ||
+    if (application->createInstance(messageId, messageId, reinterpret_cast<void**>(&message)) !=
+            kResultTrue ||
         message == nullptr)
         return kResultOk;
     message->setMessageID("hello");
@@ -268,8 +283,10 @@ tresult PLUGIN_API Component::notify(IMessage* message) {
 }
 
 tresult PLUGIN_API Component::queryInterface(const TUID iid, void** object) {
-    if (vst3_com::offerUnknown<IComponent>(this, iid, object) || vst3_com::offer<IComponent>(this, iid, object) ||
-        vst3_com::offer<IAudioProcessor>(this, iid, object) || vst3_com::offer<IConnectionPoint>(this, iid, object))
+    if (vst3_com::offerUnknown<IComponent>(this, iid, object) ||
+        vst3_com::offer<IComponent>(this, iid, object) ||
+        vst3_com::offer<IAudioProcessor>(this, iid, object) ||
+        vst3_com::offer<IConnectionPoint>(this, iid, object))
         return kResultOk;
     if (options.single && vst3_com::offer<IEditController>(this, iid, object))
         return kResultOk;

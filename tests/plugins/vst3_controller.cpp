@@ -24,7 +24,8 @@ bool readExactly(IBStream& stream, void* buffer, int32 bytes) {
 
 bool writeExactly(IBStream& stream, const void* buffer, int32 bytes) {
     int32 written = 0;
-    return stream.write(const_cast<void*>(buffer), bytes, &written) == kResultOk && written == bytes;
+    return stream.write(const_cast<void*>(buffer), bytes, &written) == kResultOk &&
+           written == bytes;
 }
 
 // The editor: 0 x 0 until attached unless a size was asked for, then it asks its frame for
@@ -58,7 +59,8 @@ class View final : public IPlugView {
     }
     tresult PLUGIN_API onSize(ViewRect* newSize) override {
         size = *newSize;
-        log.line("viewSize " + std::to_string(size.getWidth()) + " " + std::to_string(size.getHeight()));
+        log.line("viewSize " + std::to_string(size.getWidth()) + " " +
+                 std::to_string(size.getHeight()));
         return kResultOk;
     }
     tresult PLUGIN_API onFocus(TBool) override { return kResultOk; }
@@ -71,7 +73,8 @@ class View final : public IPlugView {
     tresult PLUGIN_API checkSizeConstraint(ViewRect*) override { return kResultOk; }
 
     tresult PLUGIN_API queryInterface(const TUID iid, void** object) override {
-        if (vst3_com::offerUnknown<IPlugView>(this, iid, object) || vst3_com::offer<IPlugView>(this, iid, object))
+        if (vst3_com::offerUnknown<IPlugView>(this, iid, object) ||
+            vst3_com::offer<IPlugView>(this, iid, object))
             return kResultOk;
         return vst3_com::refuse(object);
     }
@@ -106,8 +109,9 @@ double* Values::find(ParamID id) {
 bool readValues(IBStream& stream, Values& values) {
     char tag[4];
     Values read;
-    if (!readExactly(stream, tag, 4) || std::memcmp(tag, stateTag, 4) != 0 || !readExactly(stream, &read.gain, 8) ||
-        !readExactly(stream, &read.polarity, 8) || !readExactly(stream, &read.bypass, 8))
+    if (!readExactly(stream, tag, 4) || std::memcmp(tag, stateTag, 4) != 0 ||
+        !readExactly(stream, &read.gain, 8) || !readExactly(stream, &read.polarity, 8) ||
+        !readExactly(stream, &read.bypass, 8))
         return false;
     read.program = values.program;
     values = read;
@@ -136,8 +140,8 @@ tresult PLUGIN_API ControllerBase::setState(IBStream* state) {
         return kNotImplemented;
     }
     char tag[4];
-    if (state == nullptr || !readExactly(*state, tag, 4) || std::memcmp(tag, controllerTag, 4) != 0 ||
-        !readExactly(*state, &uiValue, 8)) {
+    if (state == nullptr || !readExactly(*state, tag, 4) ||
+        std::memcmp(tag, controllerTag, 4) != 0 || !readExactly(*state, &uiValue, 8)) {
         log.line("controllerSetState refused");
         return kResultFalse;
     }
@@ -148,7 +152,8 @@ tresult PLUGIN_API ControllerBase::setState(IBStream* state) {
 tresult PLUGIN_API ControllerBase::getState(IBStream* state) {
     if (!options.controllerState)
         return kNotImplemented;
-    return state != nullptr && writeExactly(*state, controllerTag, 4) && writeExactly(*state, &uiValue, 8)
+    return state != nullptr && writeExactly(*state, controllerTag, 4) &&
+                   writeExactly(*state, &uiValue, 8)
                ? kResultOk
                : kResultFalse;
 }
@@ -167,8 +172,8 @@ tresult PLUGIN_API ControllerBase::getParameterInfo(int32 index, ParameterInfo& 
         {polarityId, "Polarity", "", 1, ParameterInfo::kCanAutomate, 0.0},
         {levelId, "Level", "", 0, ParameterInfo::kIsReadOnly, 0.0},
         {bypassId, "Bypass", "", 1, ParameterInfo::kCanAutomate | ParameterInfo::kIsBypass, 0.0},
-        {programId, "Program", "", 3, ParameterInfo::kIsProgramChange | ParameterInfo::kIsList | ParameterInfo::kIsHidden,
-         0.0},
+        {programId, "Program", "", 3,
+         ParameterInfo::kIsProgramChange | ParameterInfo::kIsList | ParameterInfo::kIsHidden, 0.0},
     };
     if (index < 0 || index >= parameterCount)
         return kInvalidArgument;
@@ -184,7 +189,8 @@ tresult PLUGIN_API ControllerBase::getParameterInfo(int32 index, ParameterInfo& 
     return kResultOk;
 }
 
-tresult PLUGIN_API ControllerBase::getParamStringByValue(ParamID id, ParamValue value, String128 text) {
+tresult PLUGIN_API ControllerBase::getParamStringByValue(ParamID id, ParamValue value,
+                                                         String128 text) {
     if (id == gainId) {
         copyTitle(text, test_effect::number(2.0 * value));
         return kResultOk;
@@ -267,7 +273,8 @@ tresult PLUGIN_API Controller::notify(IMessage* message) {
 
 tresult PLUGIN_API Controller::queryInterface(const TUID iid, void** object) {
     if (vst3_com::offerUnknown<IEditController>(this, iid, object) ||
-        vst3_com::offer<IEditController>(this, iid, object) || vst3_com::offer<IPluginBase>(this, iid, object) ||
+        vst3_com::offer<IEditController>(this, iid, object) ||
+        vst3_com::offer<IPluginBase>(this, iid, object) ||
         vst3_com::offer<IConnectionPoint>(this, iid, object))
         return kResultOk;
     return vst3_com::refuse(object);

@@ -20,7 +20,9 @@ const TUID controllerId = INLINE_UID(0x54455354, 0x56535433, 0x4354524C, 0x00000
 // Read in ModuleEntry; a host that never calls it gets the defaults.
 std::optional<Options> moduleOptions;
 
-Options currentOptions() { return moduleOptions.value_or(Options{}); }
+Options currentOptions() {
+    return moduleOptions.value_or(Options{});
+}
 
 void copyText16(char16* out, size_t capacity, const char* text) {
     size_t at = 0;
@@ -35,7 +37,8 @@ class Factory final : public IPluginFactory3 {
         if (!options.noAudioClass)
             classes.push_back(Class{&componentId, kVstAudioEffectClass, "Test VST3 Gain"});
         if (!options.single) {
-            const Class controller{&controllerId, kVstComponentControllerClass, "Test VST3 Gain Controller"};
+            const Class controller{&controllerId, kVstComponentControllerClass,
+                                   "Test VST3 Gain Controller"};
             if (options.controllerFirst)
                 classes.insert(classes.begin(), controller);
             else
@@ -51,14 +54,16 @@ class Factory final : public IPluginFactory3 {
     tresult PLUGIN_API getClassInfo(int32 index, PClassInfo* info) override {
         if (index < 0 || index >= countClasses())
             return kInvalidArgument;
-        *info = PClassInfo(*classes[index].id, PClassInfo::kManyInstances, classes[index].category, classes[index].name);
+        *info = PClassInfo(*classes[index].id, PClassInfo::kManyInstances, classes[index].category,
+                           classes[index].name);
         return kResultOk;
     }
     tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override {
         if (index < 0 || index >= countClasses())
             return kInvalidArgument;
         *info = PClassInfo2(*classes[index].id, PClassInfo::kManyInstances, classes[index].category,
-                            classes[index].name, 0, subCategories(), nullptr, "1.2.3", kVstVersionString);
+                            classes[index].name, 0, subCategories(), nullptr, "1.2.3",
+                            kVstVersionString);
         return kResultOk;
     }
     tresult PLUGIN_API getClassInfoUnicode(int32 index, PClassInfoW* info) override {
@@ -78,7 +83,9 @@ class Factory final : public IPluginFactory3 {
             made = static_cast<IEditController*>(new Controller(options));
         if (made == nullptr)
             return kInvalidArgument;
-        log.line(std::string("create ") + (std::memcmp(classId, componentId, sizeof(TUID)) == 0 ? "component" : "controller"));
+        log.line(std::string("create ") + (std::memcmp(classId, componentId, sizeof(TUID)) == 0
+                                               ? "component"
+                                               : "controller"));
         TUID wanted;
         std::memcpy(wanted, iid, sizeof wanted);
         const tresult answer = made->queryInterface(wanted, object);
@@ -93,7 +100,8 @@ class Factory final : public IPluginFactory3 {
 
     tresult PLUGIN_API queryInterface(const TUID iid, void** object) override {
         if (vst3_com::offerUnknown<IPluginFactory>(this, iid, object) ||
-            vst3_com::offer<IPluginFactory>(this, iid, object) || vst3_com::offer<IPluginFactory2>(this, iid, object) ||
+            vst3_com::offer<IPluginFactory>(this, iid, object) ||
+            vst3_com::offer<IPluginFactory2>(this, iid, object) ||
             vst3_com::offer<IPluginFactory3>(this, iid, object))
             return kResultOk;
         return vst3_com::refuse(object);
@@ -107,7 +115,9 @@ class Factory final : public IPluginFactory3 {
         const char* category;
         const char* name;
     };
-    const char* subCategories() const { return options.instrument ? "Instrument|Synth" : "Fx|Dynamics"; }
+    const char* subCategories() const {
+        return options.instrument ? "Instrument|Synth" : "Fx|Dynamics";
+    }
 
     vst3_com::RefCount<Factory> refs;
     Options options;
@@ -118,8 +128,12 @@ class Factory final : public IPluginFactory3 {
 
 } // namespace
 
-const TUID& componentClassId() { return componentId; }
-const TUID& controllerClassId() { return controllerId; }
+const TUID& componentClassId() {
+    return componentId;
+}
+const TUID& controllerClassId() {
+    return controllerId;
+}
 
 } // namespace test_vst3
 

@@ -45,8 +45,8 @@ void applyWord(Options& options, std::string_view word) {
     };
     const auto equals = word.find('=');
     if (equals == std::string_view::npos) {
-        const auto* flag =
-            std::find_if(std::begin(flags), std::end(flags), [word](const Flag& f) { return f.name == word; });
+        const auto* flag = std::find_if(std::begin(flags), std::end(flags),
+                                        [word](const Flag& f) { return f.name == word; });
         if (flag == std::end(flags))
             refuse(word);
         options.*(flag->field) = true;

@@ -24,11 +24,11 @@ struct Options {
     bool controllerState = false;
     bool refuseArrangements = false;
     bool editor = false;
-    int32_t editorWidth = 0;  // 0 x 0 until attached: the view resizes itself from attached()
+    int32_t editorWidth = 0; // 0 x 0 until attached: the view resizes itself from attached()
     int32_t editorHeight = 0;
     uint32_t latency = 0;
     uint32_t tail = 0;
-    std::string logPath;  // TEST_VST3_LOG
+    std::string logPath; // TEST_VST3_LOG
 
     int32_t channels() const { return mono ? 1 : 2; }
 };

@@ -20,11 +20,11 @@ using namespace Steinberg;
 using namespace Steinberg::Vst;
 
 // Ids deliberately not 0..n-1, so that index and id cannot be confused.
-inline constexpr ParamID gainId = 100;      // output = input x 2 x value
-inline constexpr ParamID polarityId = 7;    // switch: inverts the output
-inline constexpr ParamID levelId = 200;     // read-only meter: the block's output peak
-inline constexpr ParamID bypassId = 300;    // bypass: output = input
-inline constexpr ParamID programId = 400;   // program change, 4 programs
+inline constexpr ParamID gainId = 100;    // output = input x 2 x value
+inline constexpr ParamID polarityId = 7;  // switch: inverts the output
+inline constexpr ParamID levelId = 200;   // read-only meter: the block's output peak
+inline constexpr ParamID bypassId = 300;  // bypass: output = input
+inline constexpr ParamID programId = 400; // program change, 4 programs
 inline constexpr int32 parameterCount = 5;
 
 // The values both sides keep; the component's state is "TV3S" and these as float64.
@@ -47,7 +47,8 @@ const TUID& controllerClassId();
 // Its FUnknown and IPluginBase methods belong to the concrete class.
 class ControllerBase : public IEditController {
   public:
-    ControllerBase(const Options& options, std::string side) : options(options), log(options.logPath.c_str()), side(std::move(side)) {}
+    ControllerBase(const Options& options, std::string side)
+        : options(options), log(options.logPath.c_str()), side(std::move(side)) {}
 
     tresult PLUGIN_API setComponentState(IBStream* state) override;
     tresult PLUGIN_API setState(IBStream* state) override;
@@ -55,9 +56,15 @@ class ControllerBase : public IEditController {
     int32 PLUGIN_API getParameterCount() override { return parameterCount; }
     tresult PLUGIN_API getParameterInfo(int32 index, ParameterInfo& info) override;
     tresult PLUGIN_API getParamStringByValue(ParamID id, ParamValue value, String128 text) override;
-    tresult PLUGIN_API getParamValueByString(ParamID, TChar*, ParamValue&) override { return kNotImplemented; }
-    ParamValue PLUGIN_API normalizedParamToPlain(ParamID, ParamValue value) override { return value; }
-    ParamValue PLUGIN_API plainParamToNormalized(ParamID, ParamValue value) override { return value; }
+    tresult PLUGIN_API getParamValueByString(ParamID, TChar*, ParamValue&) override {
+        return kNotImplemented;
+    }
+    ParamValue PLUGIN_API normalizedParamToPlain(ParamID, ParamValue value) override {
+        return value;
+    }
+    ParamValue PLUGIN_API plainParamToNormalized(ParamID, ParamValue value) override {
+        return value;
+    }
     ParamValue PLUGIN_API getParamNormalized(ParamID id) override;
     tresult PLUGIN_API setParamNormalized(ParamID id, ParamValue value) override;
     tresult PLUGIN_API setComponentHandler(IComponentHandler* handler) override;
@@ -71,7 +78,7 @@ class ControllerBase : public IEditController {
     std::string side;
     Values values;
     double level = 0.0;
-    double uiValue = 0.0;  // the controller-only state
+    double uiValue = 0.0; // the controller-only state
     IPtr<IComponentHandler> handler;
 };
 
@@ -95,7 +102,10 @@ class Controller final : public ControllerBase, public IConnectionPoint {
 };
 
 // Component and processor; with "single" also its own controller.
-class Component final : public IComponent, public IAudioProcessor, public IConnectionPoint, public ControllerBase {
+class Component final : public IComponent,
+                        public IAudioProcessor,
+                        public IConnectionPoint,
+                        public ControllerBase {
   public:
     explicit Component(const Options& options) : ControllerBase(options, "component") {}
 
@@ -105,16 +115,21 @@ class Component final : public IComponent, public IAudioProcessor, public IConne
     tresult PLUGIN_API getControllerClassId(TUID classId) override;
     tresult PLUGIN_API setIoMode(IoMode) override { return kNotImplemented; }
     int32 PLUGIN_API getBusCount(MediaType type, BusDirection direction) override;
-    tresult PLUGIN_API getBusInfo(MediaType type, BusDirection direction, int32 index, BusInfo& bus) override;
-    tresult PLUGIN_API getRoutingInfo(RoutingInfo&, RoutingInfo&) override { return kNotImplemented; }
-    tresult PLUGIN_API activateBus(MediaType type, BusDirection direction, int32 index, TBool state) override;
+    tresult PLUGIN_API getBusInfo(MediaType type, BusDirection direction, int32 index,
+                                  BusInfo& bus) override;
+    tresult PLUGIN_API getRoutingInfo(RoutingInfo&, RoutingInfo&) override {
+        return kNotImplemented;
+    }
+    tresult PLUGIN_API activateBus(MediaType type, BusDirection direction, int32 index,
+                                   TBool state) override;
     tresult PLUGIN_API setActive(TBool state) override;
     tresult PLUGIN_API setState(IBStream* state) override;
     tresult PLUGIN_API getState(IBStream* state) override;
 
-    tresult PLUGIN_API setBusArrangements(SpeakerArrangement* inputs, int32 numIns, SpeakerArrangement* outputs,
-                                          int32 numOuts) override;
-    tresult PLUGIN_API getBusArrangement(BusDirection direction, int32 index, SpeakerArrangement& arrangement) override;
+    tresult PLUGIN_API setBusArrangements(SpeakerArrangement* inputs, int32 numIns,
+                                          SpeakerArrangement* outputs, int32 numOuts) override;
+    tresult PLUGIN_API getBusArrangement(BusDirection direction, int32 index,
+                                         SpeakerArrangement& arrangement) override;
     tresult PLUGIN_API canProcessSampleSize(int32 size) override;
     uint32 PLUGIN_API getLatencySamples() override { return options.latency; }
     tresult PLUGIN_API setupProcessing(ProcessSetup& setup) override;
