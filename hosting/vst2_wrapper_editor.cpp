@@ -91,7 +91,9 @@ tresult Vst2Wrapper::resizeView(IPlugView* resized, ViewRect& size) {
 }
 
 intptr_t Vst2Wrapper::idle(bool editor) {
-    if (!onUiThread())
+    // A state load makes plug-ins ask for display updates, which come back here: neither the
+    // controller nor the editor's timers are entered again while it is busy with the state.
+    if (!onUiThread() || loadingState)
         return 0;
     drainOutputChanges();
     if (editor)
@@ -100,9 +102,6 @@ intptr_t Vst2Wrapper::idle(bool editor) {
 }
 
 void Vst2Wrapper::drainOutputChanges() {
-    // A controller busy loading a state is not handed meter values meanwhile; they wait.
-    if (loadingState)
-        return;
     ParamID id = 0;
     ParamValue value = 0.0;
     while (outputRing.pop(id, value))
