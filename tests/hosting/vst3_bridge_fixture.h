@@ -35,6 +35,11 @@ struct RecordingHost {
             return host.processLevel;
         case audioMasterSizeWindow:
             return host.resizes ? 1 : 0;
+        case audioMasterUpdateDisplay:
+            // As our host does: a display update idles the editor at once.
+            if (host.idleOnUpdateDisplay)
+                effect->dispatcher(effect, effEditIdle, 0, 0, nullptr, 0.0f);
+            return 0;
         default:
             return 0;
         }
@@ -53,6 +58,7 @@ struct RecordingHost {
                      0, 4,     4, 0, 0,     0, kVstTempoValid | kVstTimeSigValid};
     intptr_t processLevel = kVstProcessLevelOffline;
     bool resizes = true;
+    bool idleOnUpdateDisplay = false;
 };
 
 // One bridged instance of the test plug-in with TEST_VST3 `words`, loaded into this process.

@@ -172,6 +172,22 @@ TEST(BridgeChunks, ComponentStateRoundTripsAndQueuedValuesAreDropped) {
     EXPECT_FLOAT_EQ(rig.effect->getParameter(rig.effect, gainIndex), 0.25f);
 }
 
+TEST(BridgeChunks, IdleCalledBackDuringALoadWaitsUntilTheLoadIsDone) {
+    BridgeRig rig("chunks-reentry", "");
+    rig.host.idleOnUpdateDisplay = true;
+    rig.openAndResume();
+    const auto saved = chunkOf(rig);
+    rig.process(8, 0.5f); // a meter value now waits for the UI thread
+    rig.newLog();
+    // The controller asks for a display update while it reads the state; the host idles at once.
+    rig.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()),
+                 const_cast<uint8_t*>(saved.data()));
+    EXPECT_TRUE(linesStartingWith(rig.newLog(), "setParamNormalized").empty());
+    rig.dispatch(effEditIdle);
+    EXPECT_EQ(linesStartingWith(rig.newLog(), "setParamNormalized"),
+              std::vector<std::string>{"setParamNormalized 200 1"});
+}
+
 TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
     BridgeRig rig("chunks-controller", "controller-state");
     const auto saved = chunkOf(rig);
