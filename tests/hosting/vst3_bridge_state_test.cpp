@@ -239,6 +239,24 @@ TEST(BridgeEditor, ViewSizedFromInsideAttachedFollowsTheWindow) {
     EXPECT_EQ(frameLines, (std::vector<std::string>{"setFrame set", "setFrame null"}));
 }
 
+TEST(BridgeEditor, EditsMadeInTheEditorReachTheHostAndTheProcessor) {
+    BridgeRig rig("editor-edits", "editor");
+    rig.openAndResume();
+    int parent = 0;
+    ASSERT_EQ(rig.dispatch(effEditOpen, 0, 0, &parent), 1);
+    ASSERT_EQ(rig.host.callsOf(audioMasterBeginEdit).size(), 1u);
+    EXPECT_EQ(rig.host.callsOf(audioMasterBeginEdit)[0].index, gainIndex);
+    const auto automated = rig.host.callsOf(audioMasterAutomate);
+    ASSERT_EQ(automated.size(), 1u);
+    EXPECT_EQ(automated[0].index, gainIndex);
+    EXPECT_FLOAT_EQ(automated[0].opt, 0.75f);
+    EXPECT_EQ(rig.host.callsOf(audioMasterEndEdit).size(), 1u);
+    EXPECT_FLOAT_EQ(rig.effect->getParameter(rig.effect, gainIndex), 0.75f);
+    const auto out = rig.process(2, 0.5f);
+    EXPECT_TRUE(contains(rig.log(), "paramChange 100 0.75"));
+    EXPECT_EQ(out[0], std::vector<float>(2, 0.75f));
+}
+
 TEST(BridgeEditor, AHostThatCannotResizeLeavesTheViewAlone) {
     BridgeRig rig("editor-fixed", "editor");
     rig.host.resizes = false;

@@ -29,10 +29,12 @@ bool writeExactly(IBStream& stream, const void* buffer, int32 bytes) {
 }
 
 // The editor: 0 x 0 until attached unless a size was asked for, then it asks its frame for
-// 300 x 150 from inside attached(), as some real editors do.
+// 300 x 150 from inside attached(), as some real editors do. Once attached it makes one edit of
+// its own, Gain to 0.75, as a user turning a knob would.
 class View final : public IPlugView {
   public:
-    explicit View(const Options& options) : options(options), log(options.logPath.c_str()) {
+    View(const Options& options, IComponentHandler* handler)
+        : options(options), log(options.logPath.c_str()), handler(handler) {
         size = ViewRect(0, 0, options.editorWidth, options.editorHeight);
     }
     tresult PLUGIN_API isPlatformTypeSupported(FIDString type) override {
@@ -43,6 +45,11 @@ class View final : public IPlugView {
         if (frame && size.getWidth() == 0) {
             ViewRect wanted(0, 0, 300, 150);
             frame->resizeView(this, &wanted);
+        }
+        if (handler) {
+            handler->beginEdit(gainId);
+            handler->performEdit(gainId, 0.75);
+            handler->endEdit(gainId);
         }
         return kResultOk;
     }
@@ -86,6 +93,7 @@ class View final : public IPlugView {
     Options options;
     test_effect::CallLog log;
     IPtr<IPlugFrame> frame;
+    IPtr<IComponentHandler> handler;
     ViewRect size;
 };
 
@@ -231,7 +239,7 @@ tresult PLUGIN_API ControllerBase::setComponentHandler(IComponentHandler* newHan
 IPlugView* PLUGIN_API ControllerBase::createView(FIDString name) {
     if (!options.editor || std::string_view(name) != ViewType::kEditor)
         return nullptr;
-    return new View(options);
+    return new View(options, handler);
 }
 
 void ControllerBase::receive(IMessage* message) {
