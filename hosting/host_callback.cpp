@@ -84,6 +84,10 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
 
 } // namespace
 
+const char* hostProductName() noexcept {
+    return productName;
+}
+
 PluginHost* hostFromEffect(AEffect* effect) noexcept {
     return effect ? static_cast<PluginHost*>(effect->user) : nullptr;
 }

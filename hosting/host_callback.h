@@ -15,3 +15,6 @@ PluginHost* hostFromEffect(AEffect* effect) noexcept;
 
 // Fills the host's time info for the requested flags and returns it.
 VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags);
+
+// The name the host gives itself to plug-ins (also what VST 3 plug-ins read as the host's name).
+const char* hostProductName() noexcept;

@@ -12,7 +12,11 @@ class ModuleLibrary {
     virtual void* symbol(const char* name) const = 0;
     // The file actually loaded (after resolving bundle layouts).
     virtual const std::string& binaryPath() const = 0;
+    // The OS handle, for entry functions that want it: the dlopen handle, or the CFBundleRef.
+    virtual void* nativeHandle() const = 0;
 
     // Null when `path` names nothing that can be loaded as a module on this platform.
     static std::unique_ptr<ModuleLibrary> open(const std::string& path);
+    // Loads exactly `binary` (a shared object, or on macOS a bundle folder), or returns null.
+    static std::unique_ptr<ModuleLibrary> openBinary(const std::string& binary);
 };

@@ -5,14 +5,6 @@
 
 namespace {
 
-#if defined(__x86_64__)
-constexpr const char architectureFolder[] = "x86_64-linux";
-#elif defined(__aarch64__)
-constexpr const char architectureFolder[] = "aarch64-linux";
-#else
-constexpr const char architectureFolder[] = "unknown-linux";
-#endif
-
 struct DlCloser {
     void operator()(void* handle) const { ::dlclose(handle); }
 };
@@ -22,6 +14,7 @@ class DlModuleLibrary final : public ModuleLibrary {
     DlModuleLibrary(void* handle, std::string path) : handle(handle), path(std::move(path)) {}
     void* symbol(const char* name) const override { return ::dlsym(handle.get(), name); }
     const std::string& binaryPath() const override { return path; }
+    void* nativeHandle() const override { return handle.get(); }
 
   private:
     std::unique_ptr<void, DlCloser> handle;
@@ -31,15 +24,19 @@ class DlModuleLibrary final : public ModuleLibrary {
 } // namespace
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::open(const std::string& path) {
-    auto binary = resolveModuleBinary(path, architectureFolder);
+    const auto binary = resolveModuleBinary(path, linuxArchitectureFolder());
     if (!binary)
         return nullptr;
+    return openBinary(*binary);
+}
+
+std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& binary) {
     // A name without a slash would send dlopen searching the library path; plug-ins are files.
-    if (binary->find('/') == std::string::npos)
-        binary = "./" + *binary;
-    // Plug-ins often leave threads or exit handlers behind: keep their code mapped after close.
-    void* handle = ::dlopen(binary->c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    const std::string file = binary.find('/') == std::string::npos ? "./" + binary : binary;
+    // RTLD_NOW: a missing symbol fails here, not later inside audio code. Plug-ins often leave
+    // threads or exit handlers behind: keep their code mapped after close.
+    void* handle = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (handle == nullptr)
         return nullptr;
-    return std::make_unique<DlModuleLibrary>(handle, *binary);
+    return std::make_unique<DlModuleLibrary>(handle, file);
 }

@@ -24,15 +24,21 @@ public:
         return CFBundleGetFunctionPointerForName(bundle.get(), symbolName.get());
     }
     const std::string& binaryPath() const override { return path; }
+    void* nativeHandle() const override { return bundle.get(); }
 
-private:
+  private:
     CFOwned<CFBundleRef> bundle;
     std::string path;
 };
 
 } // namespace
 
+// A bundle is its own layout: CoreFoundation finds the executable inside it.
 std::unique_ptr<ModuleLibrary> ModuleLibrary::open(const std::string& path) {
+    return openBinary(path);
+}
+
+std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& path) {
     CFOwned<CFURLRef> url(CFURLCreateFromFileSystemRepresentation(
         nullptr, reinterpret_cast<const UInt8*>(path.data()), static_cast<CFIndex>(path.size()), true));
     if (!url)

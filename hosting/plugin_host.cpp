@@ -5,6 +5,7 @@
 #include "hosting/guarded_call.h"
 #include "hosting/module_library.h"
 #include "hosting/speaker_layout.h"
+#include "hosting/vst3_module.h"
 
 #include <algorithm>
 #include <cstring>
@@ -60,11 +61,13 @@ PluginHost::~PluginHost() {
     if (effect != nullptr) {
         dispatch(effClose);
         effect = nullptr;
+        wrapper = nullptr;
     }
     pins.clear();
     scratch.clear();
     parameterObserver = nullptr;
     library.reset();
+    module.reset();
 }
 
 intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr,

@@ -9,6 +9,7 @@
 
 class ModuleLibrary;
 class EditorWindow;
+class Vst3Module;
 struct StreamFormat;
 namespace Steinberg::Vst {
 class Vst2Wrapper;
@@ -65,6 +66,8 @@ class PluginHost {
     AEffect* effect = nullptr;
     VstPluginMainProc entryPoint = nullptr;
     std::shared_ptr<ModuleLibrary> library;
+    // A VST 3 plug-in's module; released last, after `effClose` has deleted the wrapper.
+    std::shared_ptr<Vst3Module> module;
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
     Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
 

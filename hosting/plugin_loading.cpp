@@ -3,6 +3,10 @@
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
+#include "hosting/vst2_wrapper.h"
+#include "hosting/vst3_module.h"
+
+#include <cstring>
 
 namespace {
 constexpr intptr_t pluginBlockSize = 512;
@@ -28,8 +32,7 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
 
 namespace {
 
-bool openFromEntry(PluginHost& host, VstPluginMainProc entry,
-                   std::shared_ptr<ModuleLibrary> library) {
+bool openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
     host.library = std::move(library);
     host.entryPoint = entry;
     AEffect* effect = nullptr;
@@ -51,16 +54,57 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
     return openFromEntry(host, entry, std::move(module));
 }
 
+namespace {
+
+// The wrapper of a record that was refused before the host took it: nobody else will close it,
+// and the module must not go while it lives.
+void closeRefused(PluginHost& host, AEffect* effect) {
+    if (host.effect == effect)
+        return;
+    guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
+    host.wrapper = nullptr;
+}
+
+// Factory order decides: the first audio module class that can be bridged is the plug-in, so a
+// controller class listed first is passed over.
+bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
+    host.module = std::move(module);
+    for (const auto& info : host.module->classes()) {
+        if (!info.isAudioModule())
+            continue;
+        Steinberg::TUID classId;
+        std::memcpy(classId, info.classId.data(), sizeof classId);
+        auto* wrapper =
+            Steinberg::Vst::Vst2Wrapper::create(&host.module->factory(), classId, 0, hostCallback);
+        if (wrapper == nullptr)
+            continue;
+        host.wrapper = wrapper;
+        AEffect* effect = wrapper->getAEffect();
+        if (attachEffect(host, effect))
+            return true;
+        closeRefused(host, effect);
+        return false;
+    }
+    return false;
+}
+
+} // namespace
+
+bool loadVst3(PluginHost& host, const std::string& path) {
+    auto module = Vst3Module::load(path);
+    if (!module)
+        return false;
+    return openVst3Module(host, std::move(module));
+}
+
 PluginSource takeSource(PluginHost& host) {
-    return PluginSource{host.entryPoint, host.library};
+    return PluginSource{host.entryPoint, host.library, host.module};
 }
 
 bool reopen(PluginHost& host, PluginSource source) {
-    if (source.entryPoint == nullptr)
-        return false;
-    return openFromEntry(host, source.entryPoint, std::move(source.library));
-}
-
-bool loadVst3(PluginHost&, const std::string&) {
+    if (source.entryPoint != nullptr)
+        return openFromEntry(host, source.entryPoint, std::move(source.library));
+    if (source.module)
+        return openVst3Module(host, std::move(source.module));
     return false;
 }

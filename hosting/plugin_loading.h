@@ -7,6 +7,7 @@
 #include <string>
 
 class PluginHost;
+class Vst3Module;
 
 // Loaders report only success; the command layer prints the messages. Nothing thrown by
 // plug-in code escapes them.
@@ -14,17 +15,20 @@ class PluginHost;
 // Finds "VSTPluginMain" (else "main") in the module, calls it and attaches the result. The host
 // keeps the module loaded for its own life.
 bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
+// Loads the VST 3 module at `path` and opens its first audio module class that can be bridged.
+// The host keeps the module for its own life.
 bool loadVst3(PluginHost& host, const std::string& path);
 
 // Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
 // instruments. On a failed open the record stays with the host, so teardown still closes it.
 bool attachEffect(PluginHost& host, AEffect* effect);
 
-// What a fresh instance of an already loaded plug-in is made from: the entry function and the
-// code that must stay loaded meanwhile.
+// What a fresh instance of an already loaded plug-in is made from: the VST 2 entry function and
+// the code that must stay loaded meanwhile, or the VST 3 module.
 struct PluginSource {
     VstPluginMainProc entryPoint = nullptr;
     std::shared_ptr<ModuleLibrary> library;
+    std::shared_ptr<Vst3Module> module;
 };
 
 // Taken from a host before it is destroyed, so that its code stays loaded.

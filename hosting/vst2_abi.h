@@ -75,6 +75,11 @@ struct VstTimeInfo {
 inline constexpr int kVstMaxLabelLen = 64;
 inline constexpr int kVstMaxShortLabelLen = 8;
 inline constexpr int kVstMaxNameLen = 64;
+inline constexpr int kVstMaxParamStrLen = 8;
+inline constexpr int kVstMaxEffectNameLen = 32;
+inline constexpr int kVstMaxVendorStrLen = 64;
+inline constexpr int kVstMaxProductStrLen = 64;
+inline constexpr int kVstMaxCategLabelLen = 24;
 
 struct VstPinProperties {
     char label[kVstMaxLabelLen];
@@ -100,6 +105,25 @@ struct VstSpeakerArrangement {
     VstSpeakerProperties speakers[8];
 };
 
+struct VstParameterProperties {
+    float stepFloat;
+    float smallStepFloat;
+    float largeStepFloat;
+    char label[kVstMaxLabelLen];
+    int32_t flags;
+    int32_t minInteger;
+    int32_t maxInteger;
+    int32_t stepInteger;
+    int32_t largeStepInteger;
+    char shortLabel[kVstMaxShortLabelLen];
+    int16_t displayIndex;
+    int16_t category;
+    int16_t numParametersInCategory;
+    int16_t reserved;
+    char categoryLabel[kVstMaxCategLabelLen];
+    char future[16];
+};
+
 static_assert(sizeof(void*) != 8 || sizeof(AEffect) == 192, "AEffect layout");
 static_assert(sizeof(void*) != 8 || offsetof(AEffect, numInputs) == 48, "AEffect layout");
 static_assert(sizeof(void*) != 8 || offsetof(AEffect, initialDelay) == 80, "AEffect layout");
@@ -110,6 +134,7 @@ static_assert(sizeof(VstTimeInfo) == 88, "VstTimeInfo layout");
 static_assert(sizeof(VstPinProperties) == 128, "VstPinProperties layout");
 static_assert(sizeof(VstSpeakerProperties) == 112, "VstSpeakerProperties layout");
 static_assert(sizeof(VstSpeakerArrangement) == 904, "VstSpeakerArrangement layout");
+static_assert(sizeof(VstParameterProperties) == 152, "VstParameterProperties layout");
 
 inline constexpr int32_t kEffectMagic = 0x56737450; // 'VstP'
 
@@ -200,6 +225,25 @@ inline constexpr int32_t kVstBarsValid = 1 << 11;
 inline constexpr int32_t kVstCyclePosValid = 1 << 12;
 inline constexpr int32_t kVstTimeSigValid = 1 << 13;
 
+// VstParameterProperties::flags
+inline constexpr int32_t kVstParameterIsSwitch = 1 << 0;
+inline constexpr int32_t kVstParameterUsesIntegerMinMax = 1 << 1;
+inline constexpr int32_t kVstParameterUsesFloatStep = 1 << 2;
+inline constexpr int32_t kVstParameterUsesIntStep = 1 << 3;
+inline constexpr int32_t kVstParameterCanRamp = 1 << 6;
+
+// effGetPlugCategory answers
+inline constexpr int32_t kPlugCategUnknown = 0;
+inline constexpr int32_t kPlugCategEffect = 1;
+inline constexpr int32_t kPlugCategSynth = 2;
+inline constexpr int32_t kPlugCategAnalysis = 3;
+inline constexpr int32_t kPlugCategMastering = 4;
+inline constexpr int32_t kPlugCategSpacializer = 5;
+inline constexpr int32_t kPlugCategRoomFx = 6;
+inline constexpr int32_t kPlugCategSurroundFx = 7;
+inline constexpr int32_t kPlugCategRestoration = 8;
+inline constexpr int32_t kPlugCategGenerator = 11;
+
 // VstPinProperties::flags
 inline constexpr int32_t kVstPinIsActive = 1 << 0;
 inline constexpr int32_t kVstPinIsStereo = 1 << 1;
@@ -219,6 +263,7 @@ inline constexpr int32_t kSpeakerM = 0;
 inline constexpr int32_t kSpeakerL = 1;
 inline constexpr int32_t kSpeakerR = 2;
 inline constexpr int32_t kSpeakerC = 3;
+inline constexpr int32_t kSpeakerArrMaxSpeakers = 8; // VstSpeakerArrangement::speakers
 
 inline constexpr int32_t kVstProcessLevelRealtime = 2;
 inline constexpr int32_t kVstProcessLevelOffline = 4;

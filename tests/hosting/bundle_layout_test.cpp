@@ -17,8 +17,8 @@ struct LayoutCase {
     std::optional<std::string> expected;
 };
 
-class BundleLayouts : public testing::TestWithParam<LayoutCase> {
-protected:
+class LayoutFolder : public testing::TestWithParam<LayoutCase> {
+  protected:
     void SetUp() override {
         root = fs::temp_directory_path() / ("layout-" + std::string(GetParam().name) + "-" + std::to_string(::getpid()));
         fs::remove_all(root);
@@ -30,6 +30,8 @@ protected:
     void TearDown() override { fs::remove_all(root); }
     fs::path root;
 };
+
+using BundleLayouts = LayoutFolder;
 
 TEST_P(BundleLayouts, ChooseTheBinary) {
     const auto found = resolveModuleBinary((root / GetParam().given).string(), "x86_64-linux");
@@ -59,5 +61,52 @@ INSTANTIATE_TEST_SUITE_P(
         LayoutCase{"FolderWithTwoBinaries", {"Fx/a.so", "Fx/b.so"}, "Fx", std::nullopt},
         LayoutCase{"EmptyFolder", {"Fx/readme.txt"}, "Fx", std::nullopt}),
     [](const auto& info) { return std::string(info.param.name); });
+
+using Vst3BundleLayouts = LayoutFolder;
+
+TEST_P(Vst3BundleLayouts, ChooseTheBinary) {
+    const auto found = resolveVst3Binary((root / GetParam().given).string(), "x86_64-linux");
+    if (!GetParam().expected) {
+        EXPECT_FALSE(found) << *found;
+        return;
+    }
+    ASSERT_TRUE(found);
+    EXPECT_EQ(fs::path(*found).lexically_normal(),
+              (root / *GetParam().expected).lexically_normal());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, Vst3BundleLayouts,
+    testing::Values(LayoutCase{"Bundle",
+                               {"Fx.vst3/Contents/x86_64-linux/Fx.so"},
+                               "Fx.vst3",
+                               "Fx.vst3/Contents/x86_64-linux/Fx.so"},
+                    LayoutCase{"BundleTrailingSlash",
+                               {"Fx.vst3/Contents/x86_64-linux/Fx.so"},
+                               "Fx.vst3/",
+                               "Fx.vst3/Contents/x86_64-linux/Fx.so"},
+                    LayoutCase{"SingleFile", {"Fx.vst3"}, "Fx.vst3", "Fx.vst3"},
+                    LayoutCase{"SharedObjectIsNotTried", {"fx.so"}, "fx.so", std::nullopt},
+                    LayoutCase{"BinaryNamedOtherwise",
+                               {"Fx.vst3/Contents/x86_64-linux/engine.so"},
+                               "Fx.vst3",
+                               std::nullopt},
+                    LayoutCase{"OtherArchitectureOnly",
+                               {"Fx.vst3/Contents/aarch64-linux/Fx.so"},
+                               "Fx.vst3",
+                               std::nullopt},
+                    LayoutCase{
+                        "FolderNamedAfterBinary", {"Fx.vst3/Fx.so"}, "Fx.vst3", std::nullopt},
+                    LayoutCase{"Missing", {}, "Fx.vst3", std::nullopt}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Vst3BundleLayouts, ArchitectureFolderNamesThisMachine) {
+    const std::string folder = linuxArchitectureFolder();
+#if defined(__x86_64__)
+    EXPECT_EQ(folder, "x86_64-linux");
+#else
+    EXPECT_TRUE(folder.ends_with("-linux")) << folder;
+#endif
+}
 
 } // namespace
