@@ -3,6 +3,8 @@
 #include "hosting/main_thread_queue_linux.h"
 #include "hosting/plugin_host.h"
 #include "hosting/poll_run_loop.h"
+#include "hosting/vst2_wrapper.h"
+#include "hosting/vst3_run_loop.h"
 #include "hosting/x11_editor_window_linux.h"
 
 #include <X11/Xlib.h>
@@ -168,6 +170,16 @@ bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
         handleXEvents();
         XFlush(display.get());
     });
+    if (host.wrapper != nullptr) {
+        // A VST 3 view's own descriptors and timers wake the loop; the editor idle runs them.
+        const Vst3RunLoop& viewLoop = host.wrapper->editorRunLoop();
+        loop.addDynamicSource({[&viewLoop] { return viewLoop.descriptors(); },
+                               [&viewLoop] { return viewLoop.millisecondsToNextTimer(); },
+                               [&] {
+                                   host.idleStep();
+                                   handleXEvents();
+                               }});
+    }
     handleXEvents();
     loop.run();
     finish(terminate);

@@ -67,8 +67,13 @@ int PollRunLoop::pollTimeoutMilliseconds() const {
     return static_cast<int>(std::clamp<int64_t>(wait, 0, 60000));
 }
 
+void PollRunLoop::addDynamicSource(DynamicSource source) {
+    dynamicSources.push_back(std::move(source));
+}
+
 void PollRunLoop::run() {
     std::vector<pollfd> polled;
+    std::vector<size_t> dynamicEnds; // where each dynamic source's descriptors end in `polled`
     while (!stopping) {
         fireDueTimers();
         if (stopping)
@@ -76,21 +81,41 @@ void PollRunLoop::run() {
         polled.clear();
         for (const auto& watch : watches)
             polled.push_back({watch.fd, POLLIN, 0});
-        const int ready = ::poll(polled.data(), polled.size(), pollTimeoutMilliseconds());
+        const size_t watched = polled.size();
+        int timeout = pollTimeoutMilliseconds();
+        dynamicEnds.clear();
+        for (const auto& source : dynamicSources) {
+            for (const int fd : source.descriptors())
+                polled.push_back({fd, POLLIN, 0});
+            dynamicEnds.push_back(polled.size());
+            const int next = source.millisecondsToNext();
+            if (next >= 0)
+                timeout = timeout < 0 ? next : std::min(timeout, next);
+        }
+        const int ready = ::poll(polled.data(), polled.size(), timeout);
         if (ready < 0) {
             if (errno == EINTR)
                 continue;
             throw std::system_error(errno, std::generic_category(),
                                     "Waiting for window events failed");
         }
-        for (const auto& entry : polled) {
-            if (stopping)
-                break;
+        for (size_t at = 0; at < watched && !stopping; ++at) {
+            const auto& entry = polled[at];
             if ((entry.revents & (POLLIN | POLLHUP | POLLERR)) == 0)
                 continue;
             // Looked up again: an earlier handler may have removed or replaced this one.
             if (const auto handler = handlerFor(entry.fd))
                 (*handler)();
+        }
+        size_t begin = watched;
+        for (size_t index = 0; index < dynamicSources.size() && !stopping; ++index) {
+            const auto first = polled.begin() + static_cast<std::ptrdiff_t>(begin);
+            const auto last = polled.begin() + static_cast<std::ptrdiff_t>(dynamicEnds[index]);
+            begin = dynamicEnds[index];
+            const bool readable =
+                std::any_of(first, last, [](const pollfd& entry) { return entry.revents != 0; });
+            if (readable || dynamicSources[index].millisecondsToNext() == 0)
+                dynamicSources[index].onReady();
         }
     }
 }

@@ -21,6 +21,16 @@ class PollRunLoop {
     TimerId addTimer(std::chrono::milliseconds interval, Handler onTick);
     void removeTimer(TimerId id);
 
+    // Descriptors and a deadline that change while the loop runs (plug-in views register and
+    // drop theirs at will): asked before every wait; `onReady` runs when one of the descriptors
+    // is readable or the deadline (milliseconds from now, negative for none) has passed.
+    struct DynamicSource {
+        std::function<std::vector<int>()> descriptors;
+        std::function<int()> millisecondsToNext;
+        Handler onReady;
+    };
+    void addDynamicSource(DynamicSource source);
+
     // Dispatches until stop() is called; at once when it was called before, as a handler run
     // ahead of the loop may do.
     void run();
@@ -45,6 +55,7 @@ class PollRunLoop {
 
     std::vector<Watch> watches;
     std::vector<Timer> timers;
+    std::vector<DynamicSource> dynamicSources;
     TimerId nextTimer = 1;
     bool stopping = false;
 };

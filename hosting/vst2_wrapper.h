@@ -50,6 +50,8 @@ class Vst2Wrapper final : private Vst3HandlerTarget, private Vst3FrameTarget {
     Vst2Wrapper& operator=(const Vst2Wrapper&) = delete;
 
     AEffect* getAEffect() { return &effect; }
+    // The timers and descriptors the editor's view registered; the editor window waits on them.
+    const Vst3RunLoop& editorRunLoop() const { return *runLoop; }
 
     // For the settings code, on the UI thread.
     IComponent* component() const { return componentPart.get(); }

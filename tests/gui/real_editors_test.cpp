@@ -163,7 +163,8 @@ INSTANTIATE_TEST_SUITE_P(Installed, RealEditors,
                          testing::Values(RealEditor{"LspCompressorStereo",
                                                     "/usr/lib/vst/lsp-plugins/compressor-stereo.so",
                                                     2},
-                                         RealEditor{"ZamEq", "/usr/lib/vst/ZamEQ2-vst.so", 1}),
+                                         RealEditor{"ZamEq", "/usr/lib/vst/ZamEQ2-vst.so", 1},
+                                         RealEditor{"ZamEqVst3", "/usr/lib/vst3/ZamEQ2.vst3", 1}),
                          [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <string>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -87,6 +88,36 @@ TEST(PollRunLoop, ReplacingAHandlerKeepsOneWatch) {
     loop.run();
     EXPECT_EQ(oldCalls, 0);
     EXPECT_EQ(newCalls, 1);
+}
+
+TEST(PollRunLoop, DynamicSourcesAreAskedBeforeEveryWait) {
+    PollRunLoop loop;
+    Pipe pipe;
+    std::vector<int> registered; // what a plug-in view has registered right now
+    int deadline = -1;
+    std::vector<std::string> events;
+    loop.addDynamicSource({[&] { return registered; }, [&] { return deadline; },
+                           [&] {
+                               if (!registered.empty()) {
+                                   pipe.drain();
+                                   events.push_back("readable");
+                                   registered.clear();
+                                   deadline = 0; // then a timer that is due at once
+                               } else {
+                                   events.push_back("due");
+                                   deadline = -1;
+                                   loop.stop();
+                               }
+                           }});
+    loop.addTimer(5ms, [&] {
+        // Registered after the loop started: the next wait must include it.
+        if (registered.empty() && events.empty()) {
+            registered.push_back(pipe.ends[0]);
+            pipe.poke();
+        }
+    });
+    loop.run();
+    EXPECT_EQ(events, (std::vector<std::string>{"readable", "due"}));
 }
 
 TEST(MainThreadQueue, FunctionsFromOtherThreadsRunOnTheLoopInOrder) {
