@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 // Building the input of "process --protocol chunked" in tests that run the adapter binary.
 namespace testing_support {
@@ -28,6 +30,16 @@ inline uint32_t readU32(const std::string& bytes, size_t offset) {
     uint32_t value = 0;
     std::memcpy(&value, bytes.data() + offset, 4);
     return value;
+}
+
+// VST 3 settings as (parameter id, normalised value) records, as a settings file carries them.
+inline std::string idValueRecords(const std::vector<std::pair<uint32_t, double>>& values) {
+    std::string bytes;
+    for (const auto& [id, value] : values) {
+        bytes.append(reinterpret_cast<const char*>(&id), 4);
+        bytes.append(reinterpret_cast<const char*>(&value), 8);
+    }
+    return bytes;
 }
 
 } // namespace testing_support

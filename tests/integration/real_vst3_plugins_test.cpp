@@ -1,6 +1,6 @@
 // Real VST 3 plug-ins from Debian's zam-plugins through the built binary. Skipped when absent.
 #include "tests/common/child_process.h"
-#include "tests/integration/chunked_messages.h"
+#include "tests/common/chunked_stream.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,11 @@
 #include <unistd.h>
 
 namespace {
+
+std::string chunkedFormat(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out,
+                          uint32_t outMask) {
+    return testing_support::chunk(3, testing_support::formatRecord(rate, in, inMask, out, outMask));
+}
 
 using testing_support::ChildOptions;
 using testing_support::runAdapter;
@@ -126,9 +131,9 @@ TEST_P(ZamVst3, PlainAndChunkedFramingGiveTheSameSamples) {
     const auto channels = static_cast<uint32_t>(GetParam().inputs);
     const uint32_t mask = channels == 2 ? 3 : 4;
     // Two audio messages of unequal size: framing must not matter to the plug-in's output.
-    const std::string chunked = chunked_messages::format(44100, channels, mask, channels, mask) +
-                                chunked_messages::message(1, input.substr(0, 1000 * 2 * channels)) +
-                                chunked_messages::message(1, input.substr(1000 * 2 * channels));
+    const std::string chunked = chunkedFormat(44100, channels, mask, channels, mask) +
+                                testing_support::chunk(1, input.substr(0, 1000 * 2 * channels)) +
+                                testing_support::chunk(1, input.substr(1000 * 2 * channels));
     const auto framed = runAdapter(
         {"process", "--vst", path(), "--vst-version", "3", "--bits", "16", "--protocol", "chunked"},
         headless(chunked));
@@ -160,12 +165,12 @@ class ZaMaximX2 : public testing::Test {
 TEST_F(ZaMaximX2, LatencyIsReportedAndDelaysTheSound) {
     const std::string input = sine16(2048, 2);
     const std::string messages =
-        chunked_messages::format(44100, 2, 3, 2, 3) + chunked_messages::message(1, input);
+        chunkedFormat(44100, 2, 3, 2, 3) + testing_support::chunk(1, input);
     const auto result = runAdapter(
         {"process", "--vst", path, "--bits", "16", "--protocol", "chunked"}, headless(messages));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     ASSERT_EQ(result.out.size(), 20 + input.size() + 4);
-    EXPECT_EQ(chunked_messages::wordAt(result.out, 20 + input.size()), 480u);
+    EXPECT_EQ(testing_support::readU32(result.out, 20 + input.size()), 480u);
     // Frame 480 carries sin(0); the first sound is one frame later.
     EXPECT_EQ(peak(result.out.substr(20, 481 * 4)), 0);
     EXPECT_GT(peak(result.out.substr(20 + 481 * 4, 4)), 0);
@@ -177,7 +182,7 @@ TEST_F(ZaMaximX2, RecordsFromTheDataFileReachTheProcessor) {
         (std::filesystem::temp_directory_path() / ("zam-records-" + std::to_string(::getpid())))
             .string();
     std::ofstream(data, std::ios::binary)
-        << chunked_messages::records({{4, 0.0}, {5, 0.0}, {6, 0.0}});
+        << testing_support::idValueRecords({{4, 0.0}, {5, 0.0}, {6, 0.0}});
     const std::string input = sine16(8000, 2);
     const std::vector<std::string> arguments{"process",    "--vst", path,     "--rate", "44100",
                                              "--channels", "2",     "--bits", "16"};

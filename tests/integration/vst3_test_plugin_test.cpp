@@ -1,7 +1,7 @@
 // The in-tree VST 3 test plug-in through the built binary: loading, reports, audio and settings.
 #include "tests/common/child_process.h"
+#include "tests/common/chunked_stream.h"
 #include "tests/common/vst3_bundles.h"
-#include "tests/integration/chunked_messages.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,11 @@
 #include <sstream>
 
 namespace {
+
+std::string chunkedFormat(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out,
+                          uint32_t outMask) {
+    return testing_support::chunk(3, testing_support::formatRecord(rate, in, inMask, out, outMask));
+}
 
 using testing_support::ChildOptions;
 using testing_support::linesStartingWith;
@@ -262,10 +267,9 @@ TEST(Vst3Process, ChunkedRepliesCarryTheLatencyAndReopenStartsAFreshInstance) {
     Vst3Layouts layouts("process-chunked");
     const std::string log = layouts.file("log");
     const std::string audio = samples16(600, 2);
-    const std::string input =
-        chunked_messages::format(48000, 2, 3, 2, 3) + chunked_messages::message(1, audio) +
-        chunked_messages::message(5, "") + chunked_messages::format(48000, 2, 3, 2, 3) +
-        chunked_messages::message(1, audio);
+    const std::string input = chunkedFormat(48000, 2, 3, 2, 3) + testing_support::chunk(1, audio) +
+                              testing_support::chunk(5, "") + chunkedFormat(48000, 2, 3, 2, 3) +
+                              testing_support::chunk(1, audio);
     const auto result = runAdapter({"process", "--vst", layouts.bundle("Gain", TEST_VST3_PATH),
                                     "--bits", "16", "--protocol", "chunked"},
                                    plugin("latency=480", log, input));
@@ -275,7 +279,7 @@ TEST(Vst3Process, ChunkedRepliesCarryTheLatencyAndReopenStartsAFreshInstance) {
     ASSERT_EQ(result.out.size(), 2 * reply);
     for (size_t first : {size_t{0}, reply}) {
         EXPECT_EQ(result.out.substr(first + 20, audio.size()), audio);
-        EXPECT_EQ(chunked_messages::wordAt(result.out, first + 20 + audio.size()), 480u);
+        EXPECT_EQ(testing_support::readU32(result.out, first + 20 + audio.size()), 480u);
     }
     const auto lines = readLines(log);
     EXPECT_EQ(testing_support::countLines(lines, "moduleEntry"), 1);
@@ -321,7 +325,7 @@ std::string withoutLastByte(std::string text) {
     return text;
 }
 
-const std::string twoRecords = chunked_messages::records({{100, 0.25}, {7, 1.0}});
+const std::string twoRecords = testing_support::idValueRecords({{100, 0.25}, {7, 1.0}});
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Vst3Settings,
