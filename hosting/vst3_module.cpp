@@ -33,32 +33,32 @@ void takeId(Vst3ClassInfo& info, const TUID classId) {
     std::memcpy(info.classId.data(), classId, info.classId.size());
 }
 
+// The second and unicode class records differ only in how their texts are stored.
+template <typename Record, typename Text>
+void describe(Vst3ClassInfo& info, const Record& record, Text text) {
+    takeId(info, record.cid);
+    info.category = fixed(record.category);
+    info.name = text(record.name);
+    info.vendor = text(record.vendor);
+    info.version = text(record.version);
+    info.subCategories = fixed(record.subCategories);
+    info.classFlags = record.classFlags;
+}
+
 // The richest description the factory offers, or nothing when every form fails.
 bool readClass(IPluginFactory& factory, IPluginFactory2* factory2, IPluginFactory3* factory3,
                int32 index, Vst3ClassInfo& info) {
     if (factory3 != nullptr) {
         PClassInfoW unicode;
         if (factory3->getClassInfoUnicode(index, &unicode) == kResultOk) {
-            takeId(info, unicode.cid);
-            info.category = fixed(unicode.category);
-            info.name = wide(unicode.name);
-            info.vendor = wide(unicode.vendor);
-            info.version = wide(unicode.version);
-            info.subCategories = fixed(unicode.subCategories);
-            info.classFlags = unicode.classFlags;
+            describe(info, unicode, [](const auto& text) { return wide(text); });
             return true;
         }
     }
     if (factory2 != nullptr) {
         PClassInfo2 second;
         if (factory2->getClassInfo2(index, &second) == kResultOk) {
-            takeId(info, second.cid);
-            info.category = fixed(second.category);
-            info.name = fixed(second.name);
-            info.vendor = fixed(second.vendor);
-            info.version = fixed(second.version);
-            info.subCategories = fixed(second.subCategories);
-            info.classFlags = second.classFlags;
+            describe(info, second, [](const auto& text) { return fixed(text); });
             return true;
         }
     }

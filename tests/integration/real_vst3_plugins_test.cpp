@@ -14,11 +14,6 @@
 
 namespace {
 
-std::string chunkedFormat(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out,
-                          uint32_t outMask) {
-    return testing_support::chunk(3, testing_support::formatRecord(rate, in, inMask, out, outMask));
-}
-
 using testing_support::ChildOptions;
 using testing_support::runAdapter;
 
@@ -131,9 +126,10 @@ TEST_P(ZamVst3, PlainAndChunkedFramingGiveTheSameSamples) {
     const auto channels = static_cast<uint32_t>(GetParam().inputs);
     const uint32_t mask = channels == 2 ? 3 : 4;
     // Two audio messages of unequal size: framing must not matter to the plug-in's output.
-    const std::string chunked = chunkedFormat(44100, channels, mask, channels, mask) +
-                                testing_support::chunk(1, input.substr(0, 1000 * 2 * channels)) +
-                                testing_support::chunk(1, input.substr(1000 * 2 * channels));
+    const std::string chunked =
+        testing_support::formatMessage(44100, channels, mask, channels, mask) +
+        testing_support::chunk(1, input.substr(0, 1000 * 2 * channels)) +
+        testing_support::chunk(1, input.substr(1000 * 2 * channels));
     const auto framed = runAdapter(
         {"process", "--vst", path(), "--vst-version", "3", "--bits", "16", "--protocol", "chunked"},
         headless(chunked));
@@ -165,7 +161,7 @@ class ZaMaximX2 : public testing::Test {
 TEST_F(ZaMaximX2, LatencyIsReportedAndDelaysTheSound) {
     const std::string input = sine16(2048, 2);
     const std::string messages =
-        chunkedFormat(44100, 2, 3, 2, 3) + testing_support::chunk(1, input);
+        testing_support::formatMessage(44100, 2, 3, 2, 3) + testing_support::chunk(1, input);
     const auto result = runAdapter(
         {"process", "--vst", path, "--bits", "16", "--protocol", "chunked"}, headless(messages));
     ASSERT_EQ(result.exitStatus, 0) << result.err;

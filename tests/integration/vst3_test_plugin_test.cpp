@@ -13,11 +13,6 @@
 
 namespace {
 
-std::string chunkedFormat(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out,
-                          uint32_t outMask) {
-    return testing_support::chunk(3, testing_support::formatRecord(rate, in, inMask, out, outMask));
-}
-
 using testing_support::ChildOptions;
 using testing_support::linesStartingWith;
 using testing_support::readLines;
@@ -267,8 +262,9 @@ TEST(Vst3Process, ChunkedRepliesCarryTheLatencyAndReopenStartsAFreshInstance) {
     Vst3Layouts layouts("process-chunked");
     const std::string log = layouts.file("log");
     const std::string audio = samples16(600, 2);
-    const std::string input = chunkedFormat(48000, 2, 3, 2, 3) + testing_support::chunk(1, audio) +
-                              testing_support::chunk(5, "") + chunkedFormat(48000, 2, 3, 2, 3) +
+    const std::string input = testing_support::formatMessage(48000, 2, 3, 2, 3) +
+                              testing_support::chunk(1, audio) + testing_support::chunk(5, "") +
+                              testing_support::formatMessage(48000, 2, 3, 2, 3) +
                               testing_support::chunk(1, audio);
     const auto result = runAdapter({"process", "--vst", layouts.bundle("Gain", TEST_VST3_PATH),
                                     "--bits", "16", "--protocol", "chunked"},
