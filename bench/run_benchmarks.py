@@ -221,6 +221,73 @@ def realtime(seconds=60, runs=3):
 
 
 
+# Plug-ins shipped as both builds (/usr/lib/vst/NAME-vst.so, /usr/lib/vst3/NAME.vst3), with
+# their channel count: a multiband compressor, and a light equaliser where the bridge's share of
+# the work is largest.
+BRIDGE_PLUGINS = [("ZaMultiCompX2", 2), ("ZamEQ2", 1)]
+
+
+def run_wall(command, env, source):
+    """Wall seconds of `command` with standard input from the open file `source`, output
+    discarded. (Wall rather than CPU time: for runs this short, the child's CPU times on a shared
+    VM swing by more than the difference looked for.)"""
+    start = time.perf_counter()
+    run = subprocess.run(command, env=env, stdin=source, stdout=subprocess.DEVNULL,
+                         stderr=subprocess.DEVNULL, check=False)
+    elapsed = time.perf_counter() - start
+    if run.returncode != 0:
+        sys.exit("bridge: %s failed with status %d" % (" ".join(command), run.returncode))
+    return elapsed
+
+
+def bridge(seconds=60, runs=21):
+    """The same plug-in through its VST 2 build and, bridged, its VST 3 build: a minute of
+    16-bit audio, and an empty input for the start-up alone, all four interleaved."""
+    env = quiet_env()
+    print("bridge: %d s of 16-bit audio at %d Hz, VST 2 build vs VST 3 build (bridged), "
+          "median of %d interleaved runs" % (seconds, RATE, runs))
+    print("  %-14s %-20s %9s %9s %8s" % ("plug-in", "", "VST 2", "VST 3", "ratio"))
+    with tempfile.TemporaryDirectory(prefix="bench-bridge-") as directory:
+        empty = os.path.join(directory, "empty.raw")
+        open(empty, "wb").close()
+        for name, channels in BRIDGE_PLUGINS:
+            builds = [("2", "/usr/lib/vst/%s-vst.so" % name), ("3", "/usr/lib/vst3/%s.vst3" % name)]
+            if not all(os.path.exists(path) for _, path in builds):
+                print("  %-14s not installed (both builds are needed)" % name)
+                continue
+            minute = os.path.join(directory, "minute-%d.raw" % channels)
+            if not os.path.exists(minute):
+                with open(minute, "wb") as out:
+                    out.write(sound(seconds, channels))
+            commands = {version: [ADAPTER, "process", "--vst", path, "--vst-version", version,
+                                  "--rate", str(RATE), "--channels", str(channels), "--bits", "16"]
+                        for version, path in builds}
+            # Timed runs discard the output: make sure once that every build gives it all.
+            for version, command in commands.items():
+                with open(minute, "rb") as stream:
+                    run = subprocess.run(command, stdin=stream, stdout=subprocess.PIPE,
+                                         stderr=subprocess.DEVNULL, env=env)
+                if run.returncode != 0 or len(run.stdout) < os.path.getsize(minute):
+                    sys.exit("bridge: %s, VST %s: process failed (%d, %d bytes out)"
+                             % (name, version, run.returncode, len(run.stdout)))
+            # (version, input) -> wall seconds
+            timings = {(version, source): [] for version in commands for source in (minute, empty)}
+            for _ in range(runs):
+                for (version, source), samples in timings.items():
+                    with open(source, "rb") as stream:
+                        samples.append(run_wall(commands[version], env, stream))
+
+            whole = [statistics.median(timings[(v, minute)]) for v in ("2", "3")]
+            start = [statistics.median(timings[(v, empty)]) for v in ("2", "3")]
+            # Start-up apart: what the blocks cost, where the bridge works.
+            blocks = [w - s for w, s in zip(whole, start)]
+            rows = [("whole run", whole, "   target: <= 1.05x"), ("start-up (no audio)", start, ""),
+                    ("blocks (difference)", blocks, "")]
+            for number, (label, (vst2, vst3), note) in enumerate(rows):
+                print("  %-14s %-20s %8.3fs %8.3fs %7.3fx%s"
+                      % (name if number == 0 else "", label, vst2, vst3, vst3 / vst2, note))
+
+
 SERVER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "common",
                       "http_test_server.py")
 # The mebibyte the test server repeats for /pattern/SIZE, so both producers send the same bytes.
@@ -326,7 +393,8 @@ def network(runs=5, size=1 << 30):
     print("  input_reader over http: %s" % peak)
 
 
-ALL = {"startup": startup, "pipe": pipe, "memory": memory, "realtime": realtime, "network": network}
+ALL = {"startup": startup, "pipe": pipe, "memory": memory, "realtime": realtime, "network": network,
+       "bridge": bridge}
 
 if __name__ == "__main__":
     unknown = [name for name in SECTIONS if name not in ALL]
