@@ -1,6 +1,7 @@
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/real_plugins.h"
+#include "tests/common/sample_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -46,12 +47,6 @@ std::string loudChord(int channels) {
             samples.push_back(static_cast<int16_t>(
                 std::lround(0.9 * 32767 * std::sin(2 * M_PI * (440 + 220 * c) * i / rate))));
     return std::string(reinterpret_cast<const char*>(samples.data()), samples.size() * 2);
-}
-
-std::vector<int16_t> samplesOf(const std::string& bytes) {
-    std::vector<int16_t> samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
-    return samples;
 }
 
 // What a chunked run sent back for: a format, audio in pieces, a tail request.
@@ -176,8 +171,9 @@ TEST_P(RealPluginProcess, DefaultSettingsChangeALoudSignal) {
     ASSERT_EQ(replies.audio.size(), input.size());
     ASSERT_EQ(replies.latencies.size(), 1u);
     // Compared where the output lines up with the input: after the reported latency.
-    const std::vector<int16_t> in = samplesOf(input);
-    const std::vector<int16_t> out = samplesOf(replies.audio + replies.tail);
+    const std::vector<int16_t> in = testing_support::samplesOf<int16_t>(input);
+    const std::vector<int16_t> out =
+        testing_support::samplesOf<int16_t>(replies.audio + replies.tail);
     const size_t shift = size_t{replies.latencies.front()} * static_cast<size_t>(channels());
     ASSERT_LT(shift, in.size());
     int largest = 0;

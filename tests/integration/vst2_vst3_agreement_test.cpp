@@ -1,6 +1,7 @@
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/real_plugins.h"
+#include "tests/common/sample_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -70,16 +71,6 @@ std::vector<float> loudSignal(int channels) {
     return samples;
 }
 
-std::string bytesOf(const std::vector<float>& samples) {
-    return std::string(reinterpret_cast<const char*>(samples.data()), samples.size() * 4);
-}
-
-std::vector<float> samplesOf(const std::string& bytes) {
-    std::vector<float> samples(bytes.size() / 4);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
-    return samples;
-}
-
 struct Processed {
     int exitStatus;
     std::string error;
@@ -132,7 +123,7 @@ class Vst2Vst3Agreement : public testing::TestWithParam<Pair> {
     // A chunked run: the format, all of `input` in one message, then the tail.
     Processed process(const std::string& version, const std::vector<float>& input) const {
         const auto channels = static_cast<uint32_t>(GetParam().channels);
-        const std::string audio = bytesOf(input);
+        const std::string audio = testing_support::bytesOf(input);
         auto options = headless();
         options.stdinBytes =
             chunk(3, formatRecord(rate, channels, 0, channels, 0)) + chunk(1, audio) + chunk(4, "");
@@ -150,8 +141,8 @@ class Vst2Vst3Agreement : public testing::TestWithParam<Pair> {
             return processed;
         }
         processed.latency = readU32(result.out, tailAt - 8);
-        processed.samples =
-            samplesOf(result.out.substr(20, audio.size()) + result.out.substr(tailAt));
+        processed.samples = testing_support::samplesOf<float>(result.out.substr(20, audio.size()) +
+                                                              result.out.substr(tailAt));
         return processed;
     }
 };
