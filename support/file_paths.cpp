@@ -13,6 +13,7 @@
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace Vesk {
@@ -46,9 +47,13 @@ std::wstring appDataFolder() {
         folder = fromUtf8(override);
     else
         folder = platformFolders::applicationDataRoot();
-    if (folder.empty() || folder.back() != L'/')
-        folder += L'/';
-    return folder;
+    return withTrailingSeparator(std::move(folder));
+}
+
+std::wstring withTrailingSeparator(std::wstring path) {
+    if (path.empty() || path.back() != L'/')
+        path += L'/';
+    return path;
 }
 
 bool createFolderPath(const std::wstring& path, unsigned mode) {
@@ -61,7 +66,8 @@ bool createFolderPath(const std::wstring& path, unsigned mode) {
         const std::string component = full.substr(0, end);
         if (component.empty() || component == "/Volumes" || component == "/Network")
             continue;
-        const bool mountPoint = component.rfind("/Volumes/", 0) == 0 || component.rfind("/Network/", 0) == 0;
+        const bool mountPoint =
+            component.rfind("/Volumes/", 0) == 0 || component.rfind("/Network/", 0) == 0;
         if (mountPoint && component.find('/', 9) == std::string::npos) {
             // Creating a missing volume's folder would quietly write to the start-up disk.
             if (::access(component.c_str(), R_OK) != 0)
@@ -76,7 +82,8 @@ bool createFolderPath(const std::wstring& path, unsigned mode) {
 
 bool isHousekeepingFolder(const std::wstring& path) {
     static constexpr std::array<std::wstring_view, 7> names = {
-        L"@Recycle", L"#recycle", L"$RECYCLE.BIN", L"@tmp", L"@eaDir", L"@Recently-Snapshot", L"_gsdata_"};
+        L"@Recycle", L"#recycle",           L"$RECYCLE.BIN", L"@tmp",
+        L"@eaDir",   L"@Recently-Snapshot", L"_gsdata_"};
     std::wstring_view last = path;
     while (!last.empty() && last.back() == L'/')
         last.remove_suffix(1);
@@ -104,7 +111,8 @@ size_t removeRewriteLeftovers(const std::wstring& folder) {
         return 0;
     size_t removed = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
-        if (::fnmatch("*.rewrite.tmp", entry->d_name, 0) == 0 && ::unlink((base + entry->d_name).c_str()) == 0)
+        if (::fnmatch("*.rewrite.tmp", entry->d_name, 0) == 0 &&
+            ::unlink((base + entry->d_name).c_str()) == 0)
             ++removed;
     }
     return removed;

@@ -18,6 +18,9 @@ std::wstring readLink(const std::wstring& path);
 // $_APPDATA_OVERRIDE when set, else the platform's application-data folder; ends in '/'.
 std::wstring appDataFolder();
 
+// `path` ending in exactly the one separator folders are given with here.
+std::wstring withTrailingSeparator(std::wstring path);
+
 // Creates every missing folder of `path` with `mode`. A volume or share directly inside
 // "/Volumes" or "/Network" is never created, only checked for reading. Stops at the first
 // failure; true when every component exists.

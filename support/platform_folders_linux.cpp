@@ -1,5 +1,6 @@
 #include "support/platform_folders.h"
 
+#include "support/file_paths.h"
 #include "support/wide_text.h"
 
 #include <cstdlib>
@@ -8,12 +9,6 @@
 
 namespace Vesk::platformFolders {
 namespace {
-
-std::wstring withSeparator(std::wstring path) {
-    if (path.empty() || path.back() != L'/')
-        path += L'/';
-    return path;
-}
 
 std::string homeFolder() {
     if (const char* home = std::getenv("HOME"); home && *home)
@@ -28,14 +23,14 @@ std::string homeFolder() {
 
 std::wstring systemTemporaryRoot() {
     const char* tmp = std::getenv("TMPDIR");
-    return withSeparator(fromUtf8(tmp && *tmp ? tmp : "/tmp"));
+    return withTrailingSeparator(fromUtf8(tmp && *tmp ? tmp : "/tmp"));
 }
 
 std::wstring applicationDataRoot() {
     // The XDG rules ignore a relative value as if it were unset.
     if (const char* data = std::getenv("XDG_DATA_HOME"); data && data[0] == '/')
-        return withSeparator(fromUtf8(data));
-    return withSeparator(fromUtf8(homeFolder()) + L"/.local/share");
+        return withTrailingSeparator(fromUtf8(data));
+    return withTrailingSeparator(fromUtf8(homeFolder()) + L"/.local/share");
 }
 
 } // namespace Vesk::platformFolders

@@ -1,6 +1,7 @@
 #include "support/temp_folder.h"
 
 #include "support/errors.h"
+#include "support/file_paths.h"
 #include "support/platform_folders.h"
 #include "support/wide_text.h"
 
@@ -59,9 +60,7 @@ bool removeFolderContents(const std::string& folder, const std::string& keep) {
 
 XTempFolderScope::XTempFolderScope(const std::wstring& prefix) {
     if (const char* inherited = std::getenv(locationVariable); inherited && *inherited) {
-        path = fromUtf8(inherited);
-        if (path.back() != L'/')
-            path += L'/';
+        path = withTrailingSeparator(fromUtf8(inherited));
         return;
     }
     const std::wstring root = platformFolders::systemTemporaryRoot();
@@ -69,7 +68,8 @@ XTempFolderScope::XTempFolderScope(const std::wstring& prefix) {
         const std::string candidate = toUtf8(candidateName(root, prefix, i));
         if (::mkdir(candidate.c_str(), 0700) != 0 && errno != EEXIST)
             throwFileError();
-        uniqueDescriptor file(::open((candidate + "/" + lockName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        uniqueDescriptor file(
+            ::open((candidate + "/" + lockName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
         if (!file.valid() || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
             continue;
         // Whoever held this folder before has died; what it left is nobody's.
@@ -104,7 +104,8 @@ std::string uniqueTempTag() {
     static const std::string processTag = [] {
         const auto now = std::chrono::system_clock::now().time_since_epoch();
         return std::to_string(::getpid()) + "." +
-               std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count() % 1000000000);
+               std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count() %
+                              1000000000);
     }();
     static std::atomic<unsigned> counter{0};
     return processTag + "-" + std::to_string(++counter);
@@ -116,7 +117,8 @@ XFile createTempFile(const std::wstring& name, const std::wstring& extension) {
     const std::wstring suffix = extension.empty() ? std::wstring(L".tmp") : extension;
     for (;;) {
         XFile file;
-        const std::wstring path = folder + prefix + L"XTempFile-" + fromUtf8(uniqueTempTag()) + suffix;
+        const std::wstring path =
+            folder + prefix + L"XTempFile-" + fromUtf8(uniqueTempTag()) + suffix;
         if (file.open(path, XFile::readWrite, XFile::createNew | XFile::noLock, false))
             return file;
         // Only a name already taken is worth another try.
