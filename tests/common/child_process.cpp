@@ -1,4 +1,5 @@
 #include "tests/common/child_process.h"
+#include "tests/common/test_pipe.h"
 
 #include <cerrno>
 #include <chrono>
@@ -13,36 +14,6 @@
 extern char** environ;
 
 namespace testing_support {
-namespace {
-
-struct Pipe {
-    int readEnd = -1;
-    int writeEnd = -1;
-    Pipe() {
-        int fds[2];
-        if (::pipe2(fds, O_CLOEXEC) != 0)
-            throw std::runtime_error("pipe failed");
-        readEnd = fds[0];
-        writeEnd = fds[1];
-    }
-    ~Pipe() {
-        closeRead();
-        closeWrite();
-    }
-    void closeRead() {
-        if (readEnd >= 0)
-            ::close(readEnd);
-        readEnd = -1;
-    }
-    void closeWrite() {
-        if (writeEnd >= 0)
-            ::close(writeEnd);
-        writeEnd = -1;
-    }
-};
-
-} // namespace
-
 std::vector<std::string> buildEnvironment(const ChildOptions& options) {
     std::map<std::string, std::string> merged;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -78,7 +49,7 @@ std::vector<std::string> commandLine(const std::string& program,
 
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
-    Pipe in, out, err;
+    TestPipe in, out, err;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in.readEnd, 0);
