@@ -1,11 +1,12 @@
 #include "tests/common/background_child.h"
 
+#include "tests/common/scratch.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
-#include <iterator>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -22,11 +23,6 @@ std::string temporaryPath(const char* what) {
         throw std::runtime_error(std::string("mkstemp failed for ") + what);
     ::close(fd);
     return pattern;
-}
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 } // namespace
@@ -120,8 +116,8 @@ ChildResult BackgroundChild::wait(double seconds) {
         result.exitStatus = WEXITSTATUS(status);
     if (WIFSIGNALED(status))
         result.signal = WTERMSIG(status);
-    result.out = slurp(outPath);
-    result.err = slurp(errPath);
+    result.out = scratch::readFile(outPath);
+    result.err = scratch::readFile(errPath);
     return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "tests/common/background_child.h"
 #include "tests/common/child_process.h"
+#include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"
 
 #include <gtest/gtest.h>
@@ -22,10 +23,7 @@ inline std::string floats(std::initializer_list<float> values) {
     return {reinterpret_cast<const char*>(std::data(values)), values.size() * sizeof(float)};
 }
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+using scratch::readFile;
 
 class EditorTest : public testing::Test {
   protected:

@@ -5,6 +5,7 @@
 #include "tests/common/background_child.h"
 #include "tests/common/child_process.h"
 #include "tests/common/real_plugins.h"
+#include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"
 
 #include <gtest/gtest.h>
@@ -27,10 +28,7 @@ using testing_support::runChild;
 
 constexpr double windowWait = 15.0; // a guard against hanging, not a speed requirement
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+using scratch::readFile;
 
 struct RealEditor {
     const char* name;

@@ -4,6 +4,7 @@
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/real_plugins.h"
+#include "tests/common/scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -25,32 +26,18 @@ using testing_support::formatRecord;
 using testing_support::runAdapter;
 using testing_support::runChild;
 
-// A folder of its own per test.
-class Scratch {
-  public:
-    Scratch() {
-        char pattern[] = "/tmp/settings-test-XXXXXX";
-        root = ::mkdtemp(pattern);
-    }
-    ~Scratch() { fs::remove_all(root); }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
+using scratch::readFile;
 
+// A folder of its own per test, with named files in it.
+class Scratch : public scratch::Folder {
+  public:
     std::string file(const std::string& name, const std::string& bytes) const {
-        const auto path = (root / name).string();
-        std::ofstream(path, std::ios::binary) << bytes;
+        const auto path = *this / name;
+        scratch::writeFile(path, bytes);
         return path;
     }
-    std::string path(const std::string& name) const { return (root / name).string(); }
-
-  private:
-    fs::path root;
+    std::string path(const std::string& name) const { return *this / name; }
 };
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 std::string floats(std::initializer_list<float> values) {
     return {reinterpret_cast<const char*>(std::data(values)), values.size() * sizeof(float)};

@@ -1,4 +1,4 @@
-#include "scratch.h"
+#include "tests/common/scratch.h"
 #include "support/errors.h"
 #include "support/file_paths.h"
 #include "support/named_lock.h"

@@ -4,7 +4,7 @@
 #include "support/thread.h"
 #include "support/wait_for_any.h"
 #include "tests/common/http_test_server.h"
-#include "tests/support/scratch.h"
+#include "tests/common/scratch.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "scratch.h"
+#include "tests/common/scratch.h"
 #include "support/errors.h"
 #include "support/temp_folder.h"
 #include "support/wide_text.h"

@@ -1,4 +1,4 @@
-#include "scratch.h"
+#include "tests/common/scratch.h"
 #include "support/wait_for_any.h"
 #include "support/wide_text.h"
 #include "support/x_file.h"

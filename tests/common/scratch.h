@@ -8,7 +8,7 @@ namespace scratch {
 
 // A fresh folder under /tmp, removed with everything in it at the end of the test.
 class Folder {
-public:
+  public:
     Folder();
     ~Folder();
     Folder(const Folder&) = delete;
@@ -17,7 +17,7 @@ public:
     const std::string& path() const { return root; }
     std::string operator/(const std::string& name) const { return root + "/" + name; }
 
-private:
+  private:
     std::string root;
 };
 
@@ -28,7 +28,7 @@ bool exists(const std::string& path);
 // A forked process: `body` runs in the child, whose exit status is body's result. The child
 // may write text for the parent with report(); it waits for go() when it calls awaitGo().
 class Child {
-public:
+  public:
     explicit Child(std::function<int(Child&)> body);
     ~Child();
     Child(const Child&) = delete;
@@ -43,7 +43,7 @@ public:
     void go();
     int finish();
 
-private:
+  private:
     int pid = -1;
     int toParent[2] = {-1, -1};
     int toChild[2] = {-1, -1};

@@ -1,4 +1,4 @@
-#include "scratch.h"
+#include "tests/common/scratch.h"
 
 #include <cstdlib>
 #include <fstream>
