@@ -168,20 +168,33 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
     processor.output()->flush();
 }
 
+namespace {
+
+enum class chunkRead { complete, inputEnded, payloadCut };
+
+// One message: its header, then its whole payload (the buffer grows as bytes arrive).
+chunkRead readChunk(Vesk::streamIn& input, std::vector<uint8_t>& payload, uint32_t& command,
+                    uint32_t& length) {
+    uint8_t header[chunkHeaderBytes];
+    if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
+        return chunkRead::inputEnded;
+    command = readLittle32(header);
+    length = readLittle32(header + 4);
+    return readPayload(input, payload, length) ? chunkRead::complete : chunkRead::payloadCut;
+}
+
+} // namespace
+
 bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
     chunkedSession session(processor, formatSet);
     std::vector<uint8_t> payload;
+    uint32_t command = 0;
+    uint32_t length = 0;
     for (;;) {
-        uint8_t header[chunkHeaderBytes];
-        if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes) {
+        const chunkRead read = readChunk(input, payload, command, length);
+        if (read != chunkRead::complete) {
             flushOutput(processor);
-            return true;
-        }
-        const uint32_t command = readLittle32(header);
-        const uint32_t length = readLittle32(header + 4);
-        if (!readPayload(input, payload, length)) {
-            flushOutput(processor);
-            return false;
+            return read == chunkRead::inputEnded;
         }
         session.run(command, payload.data(), length);
     }
@@ -189,15 +202,12 @@ bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool 
 
 void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input) {
     std::vector<uint8_t> payload;
+    uint32_t command = 0;
+    uint32_t length = 0;
     bool ready = false;
     for (;;) {
         Vesk::throwIfStopRequested();
-        uint8_t header[chunkHeaderBytes];
-        if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
-            return;
-        const uint32_t command = readLittle32(header);
-        const uint32_t length = readLittle32(header + 4);
-        if (!readPayload(input, payload, length))
+        if (readChunk(input, payload, command, length) != chunkRead::complete)
             return;
         Vesk::throwIfStopRequested();
         if (command == audio) {
