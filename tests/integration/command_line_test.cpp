@@ -31,6 +31,8 @@ TEST_P(CommandLine, StatusAndMessagesAreExact) {
 }
 
 const std::string missing = "/nonexistent/plugin.so";
+// A folder that holds no module (a shared /tmp may hold anyone's): the tests' own.
+const std::string testsFolder = std::filesystem::path(VST_ADAPTER_TEST_DATA).parent_path().string();
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLine,
@@ -69,9 +71,9 @@ INSTANTIATE_TEST_SUITE_P(
                     255,
                     "Could not load VST bundle: /etc/hostname\nCould not open VST."},
         CommandCase{"DirectoryIsNoModule",
-                    {"has-editor", "--vst", "/tmp", "--vst-version", "2"},
+                    {"has-editor", "--vst", testsFolder, "--vst-version", "2"},
                     255,
-                    "Could not load VST bundle: /tmp\nCould not open VST."},
+                    "Could not load VST bundle: " + testsFolder + "\nCould not open VST."},
         CommandCase{"UnknownCommandStillLoadsFirst",
                     {"frobnicate", "--vst", missing},
                     255,
