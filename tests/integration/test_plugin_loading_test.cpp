@@ -16,6 +16,9 @@ ChildOptions withEffect(const std::string& words, const std::string& log = "") {
     ChildOptions options;
     options.environment["TEST_EFFECT"] = words;
     options.environment["DISPLAY"] = std::nullopt;
+    // A crashing plug-in must die by its signal, also under AddressSanitizer.
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":handle_segv=0";
     if (!log.empty())
         options.environment["TEST_EFFECT_LOG"] = log;
     return options;
@@ -52,23 +55,42 @@ const std::string refused = "Could not load VST: %s\nCould not open VST.";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, TestPluginLoading,
-    testing::Values(LoadCase{"Default", TEST_EFFECT_PATH, "", {}, 0, ""},
-                    LoadCase{"MainOnly", TEST_EFFECT_MAIN_ONLY_PATH, "", {}, 0, ""},
-                    LoadCase{"NoEntry", TEST_EFFECT_NO_ENTRY_PATH, "", {}, 255, refused},
-                    LoadCase{"NullRecord", TEST_EFFECT_PATH, "null", {}, 255, refused},
-                    LoadCase{"WrongMagic", TEST_EFFECT_PATH, "bad-magic", {}, 255, refused},
-                    LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},
-                    LoadCase{"ThrowsInEntry", TEST_EFFECT_PATH, "throw-entry", {}, 255, refused},
-                    LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
-                    LoadCase{
-                        "ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
-                    LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
-                    LoadCase{"Version3DoesNotTryVst2",
-                             TEST_EFFECT_PATH,
-                             "",
-                             {"--vst-version", "3"},
-                             255,
-                             "Could not open VST."}),
+    testing::Values(
+        LoadCase{"Default", TEST_EFFECT_PATH, "", {}, 0, ""},
+        LoadCase{"MainOnly", TEST_EFFECT_MAIN_ONLY_PATH, "", {}, 0, ""},
+        LoadCase{"NoEntry", TEST_EFFECT_NO_ENTRY_PATH, "", {}, 255, refused},
+        LoadCase{"NullRecord", TEST_EFFECT_PATH, "null", {}, 255, refused},
+        LoadCase{"WrongMagic", TEST_EFFECT_PATH, "bad-magic", {}, 255, refused},
+        LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},
+        LoadCase{"ThrowsInEntry", TEST_EFFECT_PATH, "throw-entry", {}, 255, refused},
+        LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
+        LoadCase{"ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
+        LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
+        LoadCase{"AbsurdPinCount", TEST_EFFECT_PATH, "inputs=2000000000", {}, 255, refused},
+        LoadCase{"ExitInOpen",
+                 TEST_EFFECT_PATH,
+                 "exit-at=open",
+                 {},
+                 255,
+                 "VST called exit (stage: opening)\n"},
+        LoadCase{"ExitInClose",
+                 TEST_EFFECT_PATH,
+                 "exit-at=close",
+                 {},
+                 255,
+                 "VST called exit (stage: closing)\n"},
+        LoadCase{"CrashInEntry",
+                 TEST_EFFECT_PATH,
+                 "crash-at=entry",
+                 {},
+                 -1,
+                 "VST crashed with SIGSEGV (stage: loading)\n"},
+        LoadCase{"Version3DoesNotTryVst2",
+                 TEST_EFFECT_PATH,
+                 "",
+                 {"--vst-version", "3"},
+                 255,
+                 "Could not open VST."}),
     [](const auto& info) { return std::string(info.param.name); });
 
 struct EditorCase {
