@@ -82,6 +82,9 @@ class tailSpool {
   public:
     void append(const uint8_t* data, uint64_t length) {
         total += length;
+        // Stops the rendering as soon as the reply could not say the length.
+        if (total > std::numeric_limits<uint32_t>::max())
+            throw Vesk::invalid_input();
         if (file == nullptr && memory.size() + length <= tailInMemory) {
             memory.insert(memory.end(), data, data + length);
             return;
@@ -250,8 +253,6 @@ class chunkedSession {
         tailSpool spool;
         processor.renderTail(
             [&spool](const uint8_t* data, uint64_t length) { spool.append(data, length); });
-        if (spool.size() > std::numeric_limits<uint32_t>::max())
-            throw Vesk::invalid_input();
         Vesk::writeInt32(*out, static_cast<uint32_t>(spool.size()));
         spool.copyTo(*out, payload.buffer());
         out->flush();
