@@ -1,5 +1,6 @@
 #include "app/adapter_main.h"
 
+#include "app/usage.h"
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
 
@@ -33,6 +34,11 @@ int adapterMain(int argc, const char* const* argv) {
     if (argc < 2 || argc % 2 != 0) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
+    }
+    // Never plug-in commands, so the parent's protocol is untouched; standard output is still ours.
+    if (isUsageWord(argv[1])) {
+        printUsage(argv[1]);
+        return 0;
     }
     // A parent that stops reading must show up as a write error, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);

@@ -346,4 +346,10 @@ void Vst2Wrapper::setParameterById(ParamID id, ParamValue value) {
     pending.push(id, value);
 }
 
+std::optional<ParamID> Vst2Wrapper::parameterId(int32 index) const {
+    if (const auto* entry = parameters.at(index))
+        return entry->id;
+    return std::nullopt;
+}
+
 } // namespace Steinberg::Vst
