@@ -309,9 +309,9 @@ class Plugin:
         reply_size = len(block) * self.channels_out * self._encoding.itemsize
         reply = self._exchange(struct.pack("<II", _AUDIO, len(payload)) + payload, reply_size + 4)
         self.latency = struct.unpack("<I", reply[reply_size:])[0]
-        return np.frombuffer(reply[:reply_size], self._encoding).reshape(-1, self.channels_out)
+        return np.frombuffer(memoryview(reply)[:reply_size], self._encoding).reshape(-1, self.channels_out)
 
-    def _exchange(self, message: bytes, reply_size: int) -> bytes:
+    def _exchange(self, message: bytes, reply_size: int) -> bytearray:
         """Writes `message` while reading `reply_size` bytes of reply and whatever the worker
         prints, so that neither side waits on a full pipe."""
         worker = self._worker
@@ -346,7 +346,7 @@ class Plugin:
                         raise self._died()
                     else:
                         reply += data
-        return bytes(reply)
+        return reply  # writable, so arrays made over it are too
 
     def _keep_stderr(self, data: bytes) -> None:
         self._stderr = (self._stderr + data)[-_STDERR_KEPT:]
