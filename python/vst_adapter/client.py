@@ -368,6 +368,9 @@ class Plugin:
     def _failure(self, worker: subprocess.Popen) -> PluginError:
         message = self._stderr.decode("utf-8", "replace").strip()
         if worker.returncode < 0:
-            name = signal.Signals(-worker.returncode).name
+            try:
+                name = signal.Signals(-worker.returncode).name
+            except ValueError:  # a signal Python has no name for
+                name = f"signal {-worker.returncode}"
             message = f"{message}\nthe worker was killed by {name}".strip()
         return PluginError(message or "the worker ended", worker.returncode)
