@@ -1,5 +1,6 @@
 #include "hosting/editor_session.h"
 
+#include "hosting/editor_placement.h"
 #include "hosting/main_thread_queue_linux.h"
 #include "hosting/plugin_host.h"
 #include "hosting/poll_run_loop.h"
@@ -10,6 +11,7 @@
 #include <X11/Xlib.h>
 
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -107,9 +109,8 @@ DisplayConnection openDisplay() {
     return display;
 }
 
-// Centred, with the editor's half size taken in whole numbers.
 int centred(int screenSize, int editorSize) {
-    return static_cast<int>(screenSize * 0.5) - editorSize / 2;
+    return static_cast<int>(std::floor(centredOrigin(0, screenSize, editorSize)));
 }
 
 [[noreturn]] void finish(const std::function<void()>& terminate) {
