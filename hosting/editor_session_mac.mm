@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <functional>
+#include <initializer_list>
 
 @interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
 @property(nonatomic, assign) const std::function<void()>* g;
@@ -67,7 +68,7 @@ class AppKitEditorWindow final : public EditorWindow {
     void setContentSize(int width, int height) override {
         [window setContentSize:NSMakeSize(width, height)];
     }
-    void* nativeHandle() const override { return [window contentView]; }
+    void* nativeHandle() const override { return (__bridge void*)[window contentView]; }
 
   private:
     VSTWindow* window;
