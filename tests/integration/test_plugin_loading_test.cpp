@@ -31,6 +31,7 @@ struct LoadCase {
     std::vector<std::string> extra;
     int status;
     std::string err; // "%s" is replaced by the plug-in path
+    std::string command = "test";
 };
 
 std::string expand(std::string text, const std::string& path) {
@@ -43,7 +44,7 @@ class TestPluginLoading : public testing::TestWithParam<LoadCase> {};
 
 TEST_P(TestPluginLoading, StatusAndMessages) {
     const auto& c = GetParam();
-    std::vector<std::string> arguments{"test", "--vst", c.plugin};
+    std::vector<std::string> arguments{c.command, "--vst", c.plugin};
     arguments.insert(arguments.end(), c.extra.begin(), c.extra.end());
     const auto result = runAdapter(arguments, withEffect(c.words));
     EXPECT_EQ(result.exitStatus, c.status);
@@ -90,7 +91,15 @@ INSTANTIATE_TEST_SUITE_P(
                  "",
                  {"--vst-version", "3"},
                  255,
-                 "Could not open VST."}),
+                 "Could not open VST."},
+        LoadCase{"ParamsListsNameValueDisplayLabel",
+                 TEST_EFFECT_PATH,
+                 "params=2",
+                 {},
+                 0,
+                 "0\tGain\t1\t1.000\tx\n1\tParam1\t0\t0.000\t\n",
+                 "params"},
+        LoadCase{"ParamsWithoutParameters", TEST_EFFECT_PATH, "no-params", {}, 0, "", "params"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 struct EditorCase {

@@ -439,6 +439,8 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
         return;
     if (framesProcessed > 0)
         leaveIfAsked(options, log, "process");
+    if (options.crash)
+        std::raise(SIGSEGV);
     framesProcessed += frames;
     const double factor = gain();
     const int32_t sources = options.mainInputs();

@@ -63,6 +63,7 @@ void applyFlag(Options& options, std::string_view word) {
         {"no-replacing", &Options::noReplacing},
         {"null-functions", &Options::nullFunctions},
         {"hum", &Options::hum},
+        {"crash", &Options::crash},
     };
     if (word == "no-params") {
         options.params = 0;

@@ -42,6 +42,7 @@ struct Options {
     // or "close"; empty for never.
     std::string exitAt;
     std::string crashAt;
+    bool crash = false;
 
     // Pins fed into the outputs: the side-chain pins are read by nobody.
     int32_t mainInputs() const;
