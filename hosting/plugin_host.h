@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,8 +11,8 @@ class ModuleLibrary;
 class EditorWindow;
 class Vst3Module;
 struct StreamFormat;
-namespace Steinberg::Vst {
-class Vst2Wrapper;
+namespace vst3 {
+class Vst3Bridge;
 }
 
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
@@ -41,8 +41,17 @@ class PluginHost {
     int32_t numInputs() const;
     int32_t numOutputs() const;
     bool canDoubleReplacing() const;
+    // Whether single-precision processing has a function to call: `processReplacing`, or the
+    // accumulating `process` where that is missing whatever the flags claim.
+    bool canProcessFloat() const;
+    // Plug-ins with more pins than this are refused: nothing real has them, and every pin costs
+    // calls and buffers.
+    static constexpr int32_t mostPins = 1024;
+    bool pinCountsWithinLimits() const;
     bool hasEditorFlag() const;
     int32_t parameterCount() const;
+    // What a user names parameter `index` by: the index itself, or a VST 3 plug-in's own id.
+    uint32_t parameterNumber(int32_t index) const;
     int32_t initialDelay() const;
     intptr_t tailSize() const;
 
@@ -69,7 +78,7 @@ class PluginHost {
     // A VST 3 plug-in's module; released last, after `effClose` has deleted the wrapper.
     std::shared_ptr<Vst3Module> module;
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
-    Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
+    vst3::Vst3Bridge* wrapper = nullptr;
 
     bool active = false;
     int32_t sampleRate = 0;

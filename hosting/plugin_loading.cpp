@@ -3,8 +3,9 @@
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
-#include "hosting/vst2_wrapper.h"
-#include "hosting/vst3_module.h"
+#include "hosting/plugin_stage.h"
+#include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_module.h"
 
 #include <cstring>
 
@@ -17,6 +18,10 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
         return false;
     host.effect = effect;
     effect->user = &host;
+    // Absurd pin counts are refused before any call could walk them.
+    if (!host.pinCountsWithinLimits())
+        return false;
+    const pluginStageScope stage(pluginStage::opening);
     const bool opened = guardedCall([&] {
         host.dispatch(effOpen);
         if (host.sampleRate != 0)
@@ -75,7 +80,7 @@ bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
         Steinberg::TUID classId;
         std::memcpy(classId, info.classId.data(), sizeof classId);
         auto* wrapper =
-            Steinberg::Vst::Vst2Wrapper::create(&host.module->factory(), classId, 0, hostCallback);
+            vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
         if (wrapper == nullptr)
             continue;
         host.wrapper = wrapper;
