@@ -1,3 +1,4 @@
+#include "tests/common/built_files.h"
 #include "tests/common/child_process.h"
 #include "tests/common/test_pipe.h"
 

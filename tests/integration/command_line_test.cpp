@@ -35,8 +35,8 @@ TEST_P(CommandLine, StatusAndMessagesAreExact) {
 }
 
 const std::string missing = "/nonexistent/plugin.so";
-// A folder that holds no module (a shared /tmp may hold anyone's): the tests' own.
-const std::string testsFolder = std::filesystem::path(VST_ADAPTER_TEST_DATA).parent_path().string();
+// A folder that holds no module (a shared /tmp may hold anyone's): the build's tests folder.
+const std::string testsFolder = testing_support::builtFile("tests");
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLine,
