@@ -5,6 +5,7 @@
 
 #include "support/errors.h"
 #include "support/file_stream.h"
+#include "support/network/network_input.h"
 #include "support/wide_text.h"
 
 #include <cerrno>
@@ -21,7 +22,7 @@ namespace {
 void openRedirections(VSTGlobals& globals) {
     if (const auto input = findArgument(globals.arguments, "--input")) {
         try {
-            globals.input = Vesk::openFileForReading(*input);
+            globals.input = Vesk::openInput(*input);
         } catch (const Vesk::file_access_error&) {
             throwOpenFailure(*input);
         }

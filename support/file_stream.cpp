@@ -1,7 +1,6 @@
 #include "support/file_stream.h"
 
 #include "support/errors.h"
-#include "support/network_input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -121,8 +120,6 @@ bool isNetworkName(const std::string& name) {
 }
 
 std::shared_ptr<fileIn> openFileForReading(const std::string& name) {
-    if (isNetworkName(name))
-        return openNetworkInput(name);
     auto file = std::make_shared<fileInOutImpl_posix>();
     file->openForReading(name);
     return file;

@@ -55,7 +55,7 @@ private:
 // "http://" and "https://" (any letter case) name network resources.
 bool isNetworkName(const std::string& name);
 
-// Opens a local file, or a network resource for names that isNetworkName accepts.
+// Opens a local file.
 std::shared_ptr<fileIn> openFileForReading(const std::string& name);
 // Creates or truncates a local file.
 std::shared_ptr<fileInOut> openFileForWriting(const std::string& name);

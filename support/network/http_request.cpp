@@ -1,7 +1,7 @@
-#include "support/http_request.h"
+#include "support/network/http_request.h"
 
 #include "support/errors.h"
-#include "support/http_failure.h"
+#include "support/network/http_failure.h"
 #include "support/thread_abort.h"
 
 #include <curl/curl.h>

@@ -1,6 +1,6 @@
-#include "support/http_failure.h"
+#include "support/network/http_failure.h"
 
-#include "support/http_request.h"
+#include "support/network/http_request.h"
 
 namespace Vesk {
 namespace {
