@@ -1,5 +1,6 @@
 #include "hosting/host_callback.h"
 
+#include "hosting/guarded_call.h"
 #include "hosting/plugin_host.h"
 
 #include <cstring>
@@ -76,8 +77,6 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
             host->editorIdle();
         return 0;
     default:
-        if (host && host->parameterObserver)
-            host->parameterObserver(index);
         return 0;
     }
 }
@@ -115,9 +114,7 @@ VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
 
 intptr_t hostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value, void* ptr,
                       float) noexcept {
-    try {
-        return answer(hostFromEffect(effect), opcode, index, value, ptr);
-    } catch (...) {
-        return 0;
-    }
+    intptr_t result = 0;
+    guardedCall([&] { result = answer(hostFromEffect(effect), opcode, index, value, ptr); });
+    return result;
 }

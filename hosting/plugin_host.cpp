@@ -65,7 +65,6 @@ PluginHost::~PluginHost() {
     }
     pins.clear();
     scratch.clear();
-    parameterObserver = nullptr;
     library.reset();
     module.reset();
 }

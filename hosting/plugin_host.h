@@ -3,7 +3,6 @@
 #include "hosting/vst2/vst2_abi.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -79,7 +78,6 @@ class PluginHost {
     int32_t resizeCountdown = 0;
     int32_t baselineWidth = 0;
     int32_t baselineHeight = 0;
-    std::function<void(int32_t)> parameterObserver;
     EditorWindow* editorView = nullptr;
     uint32_t inputsUsed = 0;
     uint32_t outputsUsed = 0;

@@ -76,16 +76,6 @@ TEST(Callback, VendorAndProductStrings) {
     EXPECT_STREQ(buffer, "Marrowvale VST Adapter");
 }
 
-TEST(Callback, AutomationReachesTheObserver) {
-    FakeEffect fake;
-    PluginHost host;
-    fake.effect.user = &host;
-    int32_t seen = -1;
-    host.parameterObserver = [&](int32_t index) { seen = index; };
-    EXPECT_EQ(hostCallback(&fake.effect, audioMasterAutomate, 7, 0, nullptr, 0.5f), 0);
-    EXPECT_EQ(seen, 7);
-}
-
 struct TimeCase {
     intptr_t filter;
     bool active;
