@@ -1,5 +1,6 @@
 #include "app/adapter_main.h"
 
+#include "app/command_failure.h"
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
 
@@ -39,6 +40,9 @@ int adapterMain(int argc, const char* const* argv) {
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);
+    } catch (const CommandFailure& failure) {
+        std::fputs(failure.what(), stderr);
+        status = failureStatus;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         status = failureStatus;

@@ -1,3 +1,4 @@
+#include "app/command_failure.h"
 #include "app/commands.h"
 #include "app/plugin_opening.h"
 #include "app/state_file.h"
@@ -9,7 +10,6 @@
 #include "support/wide_text.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <stdexcept>
 
 namespace {
@@ -48,15 +48,9 @@ bool mainWithGlobals(VSTGlobals& globals) {
     openRedirections(globals);
 
     const auto vstPath = findArgument(globals.arguments, "--vst");
-    if (!vstPath) {
-        std::fputs("No VST specified.\n", stderr);
-        return false;
-    }
+    if (!vstPath)
+        throw CommandFailure("No VST specified.\n");
     openPluginFromArguments(globals, *vstPath);
-    if (!globals.plugin) {
-        std::fputs("Could not open VST.", stderr);
-        return false;
-    }
 
     const std::string& command = globals.command;
     if (command == "has-editor")
@@ -77,6 +71,5 @@ bool mainWithGlobals(VSTGlobals& globals) {
         return runConfigureCommand(globals);
     if (command == "configure-live")
         return runConfigureLiveCommand(globals);
-    std::fputs("Invalid arguments, no command found.\n", stderr);
-    return false;
+    throw CommandFailure("Invalid arguments, no command found.\n");
 }

@@ -3,6 +3,7 @@
 #include "hosting/plugin_state.h"
 
 #include "app/vst_globals.h"
+#include "hosting/load_failure.h"
 #include "hosting/plugin_loading.h"
 
 #include <algorithm>
@@ -94,8 +95,11 @@ template <typename T> void vstProcess2<T>::reopenPlugin() {
     globals.plugin.reset();
     auto fresh = std::make_unique<PluginHost>();
     fresh->processLevel = processLevelFromArguments(globals.arguments);
-    if (!reopen(*fresh, std::move(source)))
+    try {
+        reopen(*fresh, std::move(source));
+    } catch (const LoadFailure&) {
         throw std::runtime_error("Could not reopen VST");
+    }
     globals.plugin = std::move(fresh);
 }
 

@@ -2,6 +2,7 @@
 
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
+#include "hosting/load_failure.h"
 #include "hosting/plugin_host.h"
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
@@ -32,26 +33,25 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
 
 namespace {
 
-bool openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
+void openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
     host.library = std::move(library);
     host.entryPoint = entry;
     AEffect* effect = nullptr;
-    if (!guardedCall([&] { effect = entry(hostCallback); }))
-        return false;
-    return attachEffect(host, effect);
+    if (!guardedCall([&] { effect = entry(hostCallback); }) || !attachEffect(host, effect))
+        throw LoadFailure(LoadFailure::Stage::plugin);
 }
 
 } // namespace
 
-bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
+void loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
     if (!module)
-        return false;
+        throw LoadFailure(LoadFailure::Stage::module);
     auto entry = reinterpret_cast<VstPluginMainProc>(module->symbol("VSTPluginMain"));
     if (entry == nullptr)
         entry = reinterpret_cast<VstPluginMainProc>(module->symbol("main"));
     if (entry == nullptr)
-        return false;
-    return openFromEntry(host, entry, std::move(module));
+        throw LoadFailure(LoadFailure::Stage::plugin);
+    openFromEntry(host, entry, std::move(module));
 }
 
 namespace {
@@ -67,7 +67,7 @@ void closeRefused(PluginHost& host, AEffect* effect) {
 
 // Factory order decides: the first audio module class that can be bridged is the plug-in, so a
 // controller class listed first is passed over.
-bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
+void openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
     host.module = std::move(module);
     for (const auto& info : host.module->classes()) {
         if (!info.isAudioModule())
@@ -81,30 +81,28 @@ bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
         host.wrapper = wrapper;
         AEffect* effect = wrapper->getAEffect();
         if (attachEffect(host, effect))
-            return true;
+            return;
         closeRefused(host, effect);
-        return false;
+        break;
     }
-    return false;
+    throw LoadFailure(LoadFailure::Stage::plugin);
 }
 
 } // namespace
 
-bool loadVst3(PluginHost& host, const std::string& path) {
-    auto module = Vst3Module::load(path);
-    if (!module)
-        return false;
-    return openVst3Module(host, std::move(module));
+void loadVst3(PluginHost& host, const std::string& path) {
+    openVst3Module(host, Vst3Module::load(path));
 }
 
 PluginSource takeSource(PluginHost& host) {
     return PluginSource{host.entryPoint, host.library, host.module};
 }
 
-bool reopen(PluginHost& host, PluginSource source) {
+void reopen(PluginHost& host, PluginSource source) {
     if (source.entryPoint != nullptr)
-        return openFromEntry(host, source.entryPoint, std::move(source.library));
-    if (source.module)
-        return openVst3Module(host, std::move(source.module));
-    return false;
+        openFromEntry(host, source.entryPoint, std::move(source.library));
+    else if (source.module)
+        openVst3Module(host, std::move(source.module));
+    else
+        throw LoadFailure(LoadFailure::Stage::plugin);
 }

@@ -1,6 +1,8 @@
 // macOS: a VST 2 plug-in is a bundle; CoreFoundation finds its executable and its exports.
 #include "hosting/module/module_library.h"
 
+#include "hosting/load_failure.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 namespace {
@@ -42,9 +44,9 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& path
     CFOwned<CFURLRef> url(CFURLCreateFromFileSystemRepresentation(
         nullptr, reinterpret_cast<const UInt8*>(path.data()), static_cast<CFIndex>(path.size()), true));
     if (!url)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     CFBundleRef bundle = CFBundleCreate(kCFAllocatorDefault, url.get());
     if (bundle == nullptr)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     return std::make_unique<BundleModuleLibrary>(bundle, path);
 }

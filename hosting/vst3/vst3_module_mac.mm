@@ -1,4 +1,5 @@
 // macOS: "Name.vst3" is a bundle whose executable CoreFoundation finds from its Info.plist.
+#include "hosting/load_failure.h"
 #include "hosting/module/module_library.h"
 #include "hosting/vst3/vst3_module_platform.h"
 
@@ -19,13 +20,11 @@ std::unique_ptr<ModuleLibrary> openModuleBinary(const std::string& path) {
     if (error)
         return nullptr;
     auto library = ModuleLibrary::openBinary(absolute.string());
-    if (!library)
-        return nullptr;
     // Load now, so that a binary that cannot load fails here and not at the first lookup.
     // The executable stays loaded for the process: bundles are never unloaded.
     auto bundle = static_cast<CFBundleRef>(library->nativeHandle());
     if (!CFBundleLoadExecutableAndReturnError(bundle, nullptr))
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     return library;
 }
 

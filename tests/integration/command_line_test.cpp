@@ -67,7 +67,8 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"TextFileIsNoModule",
                     {"test", "--vst", "/etc/hostname", "--vst-version", "2"},
                     255,
-                    "Could not load VST bundle: /etc/hostname\nCould not open VST."},
+                    "/etc/hostname: file too short\nCould not load VST bundle: /etc/hostname\n"
+                    "Could not open VST."},
         CommandCase{"DirectoryIsNoModule",
                     {"has-editor", "--vst", "/tmp", "--vst-version", "2"},
                     255,
