@@ -18,7 +18,9 @@ void runLiveWorker(VSTGlobals& globals) noexcept {
     try {
         if (!globals.plugin)
             throw std::runtime_error("no VST set");
-        vstProcess2<float> processor(globals);
+        const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
+        vstProcess2<float> processor(globals.plugin, encoding.bits, encoding.formatTag,
+                                     globals.output.get());
         processor.setOutputMuted(true);
         runLiveFraming(processor, *globals.input);
     } catch (const std::exception& failure) {

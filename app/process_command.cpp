@@ -11,9 +11,12 @@
 namespace {
 
 std::unique_ptr<vstProcessShared> makeProcessor(VSTGlobals& globals) {
+    const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
     if (wantsDoublePrecision(globals.arguments) && globals.plugin->canDoubleReplacing())
-        return std::make_unique<vstProcess2<double>>(globals);
-    return std::make_unique<vstProcess2<float>>(globals);
+        return std::make_unique<vstProcess2<double>>(globals.plugin, encoding.bits,
+                                                     encoding.formatTag, globals.output.get());
+    return std::make_unique<vstProcess2<float>>(globals.plugin, encoding.bits, encoding.formatTag,
+                                                globals.output.get());
 }
 
 StreamFormatOptions formatOptions(const ArgumentMap& arguments) {

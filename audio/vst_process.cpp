@@ -2,9 +2,8 @@
 
 #include "hosting/plugin_state.h"
 
-#include "app/vst_globals.h"
 #include "hosting/load_failure.h"
-#include "hosting/plugin_loading.h"
+#include "hosting/plugin_slot.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -17,16 +16,15 @@ constexpr uint32_t secondsOfLongestTail = 60;
 } // namespace
 
 template <typename T>
-vstProcess2<T>::vstProcess2(VSTGlobals& globals)
-    : vstProcessShared(getIntOption(globals.arguments, "--bits"), getIntOption(globals.arguments, "--formattag"),
-                       globals.output.get()),
-      globals(globals) {}
+vstProcess2<T>::vstProcess2(PluginSlot& plugin, int32_t bits, int32_t formatTag,
+                            Vesk::streamOut* output)
+    : vstProcessShared(bits, formatTag, output), slot(plugin) {}
 
 template <typename T> PluginHost& vstProcess2<T>::plugin() const {
     // A failed reopen leaves no plug-in; anything asked of it afterwards cannot be processed.
-    if (!globals.plugin)
+    if (!slot)
         throw std::runtime_error("VST processing failure");
-    return *globals.plugin;
+    return *slot;
 }
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
@@ -84,28 +82,24 @@ template <typename T> std::vector<uint8_t> vstProcess2<T>::renderTail() {
 }
 
 template <typename T> uint32_t vstProcess2<T>::latencyFrames() {
-    if (!globals.plugin)
+    if (!slot)
         return 0;
-    const int32_t delay = globals.plugin->initialDelay();
+    const int32_t delay = slot->initialDelay();
     return delay > 0 ? static_cast<uint32_t>(delay) : 0;
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
-    PluginSource source = takeSource(plugin());
-    globals.plugin.reset();
-    auto fresh = std::make_unique<PluginHost>();
-    fresh->processLevel = processLevelFromArguments(globals.arguments);
+    plugin(); // nothing to reopen fails as processing does
     try {
-        reopen(*fresh, std::move(source));
+        slot.reopen();
     } catch (const LoadFailure&) {
         throw std::runtime_error("Could not reopen VST");
     }
-    globals.plugin = std::move(fresh);
 }
 
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
-    if (globals.plugin)
-        loadState(*globals.plugin, data, length);
+    if (slot)
+        loadState(*slot, data, length);
 }
 
 template class vstProcess2<float>;

@@ -3,15 +3,16 @@
 #include "audio/fmt_converter.h"
 #include "audio/vst_process_shared.h"
 
-struct VSTGlobals;
 class PluginHost;
+class PluginSlot;
 
-// The processor the process and live commands drive: converts stream bytes to T channel
-// buffers, runs them through the plug-in held by the program state at T precision, and writes
-// the converted output. Owned by the running command; that command's thread only.
+// The processor the process and live commands drive: converts stream bytes (`bits` and
+// `formatTag` as the front end read them) to T channel buffers, runs them through the plug-in
+// in `plugin` at T precision, and writes the converted output to `output`. Owned by the running
+// command; that command's thread only.
 template <typename T> class vstProcess2 final : public vstProcessShared {
 public:
-    explicit vstProcess2(VSTGlobals& globals);
+    vstProcess2(PluginSlot& plugin, int32_t bits, int32_t formatTag, Vesk::streamOut* output);
 
     void setStreamFormat(StreamFormat& format) override;
     void processBytes(const uint8_t* data, uint64_t length) override;
@@ -24,7 +25,7 @@ private:
     PluginHost& plugin() const;
     bool runBlock(uint32_t frames);
 
-    VSTGlobals& globals;
+    PluginSlot& slot;
     FmtConverter2<T> converter;
     StreamFormat applied;
 };

@@ -1,6 +1,5 @@
 #include "hosting/plugin_host.h"
 
-#include "audio/stream_format.h"
 #include "hosting/editor/editor_window.h"
 #include "hosting/guarded_call.h"
 #include "hosting/module/module_library.h"

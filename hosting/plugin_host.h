@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hosting/stream_format.h"
 #include "hosting/vst2/vst2_abi.h"
 
 #include <cstdint>
@@ -9,7 +10,6 @@
 class ModuleLibrary;
 class EditorWindow;
 class Vst3Module;
-struct StreamFormat;
 namespace vst3 {
 class Vst3Bridge;
 }
