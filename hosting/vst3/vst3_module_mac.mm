@@ -5,8 +5,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <filesystem>
-
 namespace vst3_platform {
 
 EntryNames entryNames() {
@@ -14,12 +12,8 @@ EntryNames entryNames() {
 }
 
 std::unique_ptr<ModuleLibrary> openModuleBinary(const std::string& path) {
-    // CoreFoundation reads a relative path against no particular folder.
-    std::error_code error;
-    const auto absolute = std::filesystem::absolute(path, error);
-    if (error)
-        return nullptr;
-    auto library = ModuleLibrary::openBinary(absolute.string());
+    // The bundle's file URL takes a relative path from the current folder.
+    auto library = ModuleLibrary::openBinary(path);
     // Load now, so that a binary that cannot load fails here and not at the first lookup.
     // The executable stays loaded for the process: bundles are never unloaded.
     auto bundle = static_cast<CFBundleRef>(library->nativeHandle());
