@@ -92,7 +92,10 @@ PluginHost* hostFromEffect(AEffect* effect) noexcept {
 }
 
 VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
-    VstTimeInfo& info = host.timeInfo;
+    // One record per calling thread: the plug-in reads it after we return, and its audio and
+    // editor threads may ask at the same time. Fields it did not ask for are zero.
+    thread_local VstTimeInfo info;
+    info = VstTimeInfo{};
     int32_t flags = 0;
     if (requestedFlags & kVstNanosValid) {
         // Positions are never advanced: a plug-in asking for this gets 0 / 0, as it always has.

@@ -3,6 +3,7 @@
 #include "hosting/stream_format.h"
 #include "hosting/vst2/vst2_abi.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -72,7 +73,8 @@ class PluginHost {
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
     vst3::Vst3Bridge* wrapper = nullptr;
 
-    bool active = false;
+    // Read by the host callback on the plug-in's own threads.
+    std::atomic<bool> active{false};
     int32_t sampleRate = 0;
     bool editorOpen = false;
     float tempo = 120.0f;
@@ -83,8 +85,8 @@ class PluginHost {
     EditorWindow* editorView = nullptr;
     uint32_t inputsUsed = 0;
     uint32_t outputsUsed = 0;
-    VstTimeInfo timeInfo{};
-    bool needIdle = false;
+    // Set by the host callback on any thread, cleared by the idle loop.
+    std::atomic<bool> needIdle{false};
     int32_t processLevel = kVstProcessLevelOffline;
     bool doublePrecision = false;
     bool formatSet = false;

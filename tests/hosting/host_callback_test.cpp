@@ -91,7 +91,7 @@ TEST_P(TimeInfo, FlagsFollowFilterAndTransport) {
     host.active = GetParam().active;
     auto* info = reinterpret_cast<VstTimeInfo*>(
         hostCallback(&fake.effect, audioMasterGetTime, 0, GetParam().filter, nullptr, 0));
-    ASSERT_EQ(info, &host.timeInfo);
+    ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->flags, GetParam().flags);
     EXPECT_EQ(info->samplePos, 0.0);
     EXPECT_EQ(info->sampleRate, 0.0);

@@ -55,6 +55,7 @@ void applyFlag(Options& options, std::string_view word) {
         {"double", &Options::doublePrecision},
         {"no-replacing", &Options::noReplacing},
         {"crash", &Options::crash},
+        {"host-calls", &Options::hostCalls},
     };
     if (word == "no-params") {
         options.params = 0;

@@ -34,6 +34,7 @@ struct Options {
     bool doublePrecision = false;
     bool noReplacing = false;
     bool crash = false;
+    bool hostCalls = false;
 
     // Pins fed into the outputs: the side-chain pins are read by nobody.
     int32_t mainInputs() const;
