@@ -13,7 +13,7 @@
 
 namespace {
 
-enum chunkCommand : uint32_t { audio = 1, state = 2, format = 3, tail = 4, reopen = 5 };
+enum ChunkCommand : uint32_t { audio = 1, state = 2, format = 3, tail = 4, reopen = 5 };
 
 constexpr uint32_t chunkHeaderBytes = 8;
 // A length is only a claim: the payload buffer grows from this size as bytes really arrive.
@@ -74,9 +74,9 @@ void processPayload(vstProcessShared& processor, const uint8_t* data, uint64_t l
     } while (offset < length);
 }
 
-class chunkedSession {
+class ChunkedSession {
   public:
-    chunkedSession(vstProcessShared& processor, bool formatSet)
+    ChunkedSession(vstProcessShared& processor, bool formatSet)
         : processor(processor), formatSet(formatSet) {}
 
     void run(uint32_t command, const uint8_t* payload, uint64_t length) {
@@ -170,31 +170,31 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
 
 namespace {
 
-enum class chunkRead { complete, inputEnded, payloadCut };
+enum class ChunkRead { complete, inputEnded, payloadCut };
 
 // One message: its header, then its whole payload (the buffer grows as bytes arrive).
-chunkRead readChunk(Vesk::streamIn& input, std::vector<uint8_t>& payload, uint32_t& command,
+ChunkRead readChunk(Vesk::streamIn& input, std::vector<uint8_t>& payload, uint32_t& command,
                     uint32_t& length) {
     uint8_t header[chunkHeaderBytes];
     if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
-        return chunkRead::inputEnded;
+        return ChunkRead::inputEnded;
     command = readLittle32(header);
     length = readLittle32(header + 4);
-    return readPayload(input, payload, length) ? chunkRead::complete : chunkRead::payloadCut;
+    return readPayload(input, payload, length) ? ChunkRead::complete : ChunkRead::payloadCut;
 }
 
 } // namespace
 
 bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
-    chunkedSession session(processor, formatSet);
+    ChunkedSession session(processor, formatSet);
     std::vector<uint8_t> payload;
     uint32_t command = 0;
     uint32_t length = 0;
     for (;;) {
-        const chunkRead read = readChunk(input, payload, command, length);
-        if (read != chunkRead::complete) {
+        const ChunkRead read = readChunk(input, payload, command, length);
+        if (read != ChunkRead::complete) {
             flushOutput(processor);
-            return read == chunkRead::inputEnded;
+            return read == ChunkRead::inputEnded;
         }
         session.run(command, payload.data(), length);
     }
@@ -207,7 +207,7 @@ void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input) {
     bool ready = false;
     for (;;) {
         Vesk::throwIfStopRequested();
-        if (readChunk(input, payload, command, length) != chunkRead::complete)
+        if (readChunk(input, payload, command, length) != ChunkRead::complete)
             return;
         Vesk::throwIfStopRequested();
         if (command == audio) {

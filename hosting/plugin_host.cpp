@@ -53,8 +53,8 @@ PluginHost::PluginHost() = default;
 
 PluginHost::~PluginHost() {
     suspend();
-    if (effect != nullptr && editorOpen) {
-        editorOpen = false;
+    if (effect != nullptr && editor.open) {
+        editor.open = false;
         if (effect->flags & effFlagsHasEditor)
             dispatch(effEditClose);
     }
@@ -271,11 +271,11 @@ void PluginHost::editorSize(int& width, int& height) const {
 }
 
 void PluginHost::openEditor(EditorWindow& window) {
-    if (effect == nullptr || editorOpen || !hasEditorFlag())
+    if (effect == nullptr || editor.open || !hasEditorFlag())
         return;
-    editorOpen = true;
+    editor.open = true;
     dispatch(effEditOpen, 0, 0, window.nativeHandle());
-    editorView = &window;
+    editor.window = &window;
 }
 
 void PluginHost::idleStep() {
@@ -283,22 +283,22 @@ void PluginHost::idleStep() {
         return;
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
-    if (editorOpen)
+    if (editor.open)
         dispatch(effEditIdle);
-    if (resizeCountdown >= 1) {
-        --resizeCountdown;
+    if (editor.resizeCountdown >= 1) {
+        --editor.resizeCountdown;
         int width = 0;
         int height = 0;
         editorSize(width, height);
-        if (width == baselineWidth && height == baselineHeight)
+        if (width == editor.baselineWidth && height == editor.baselineHeight)
             return;
         resizeEditorWindow(width, height);
-        resizeCountdown = 0;
+        editor.resizeCountdown = 0;
     }
 }
 
 void PluginHost::editorIdle() {
-    if (!editorOpen)
+    if (!editor.open)
         return;
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
@@ -306,6 +306,24 @@ void PluginHost::editorIdle() {
 }
 
 void PluginHost::resizeEditorWindow(int width, int height) {
-    if (editorView != nullptr)
-        editorView->setContentSize(width, height);
+    if (editor.window != nullptr)
+        editor.window->setContentSize(width, height);
+}
+
+void PluginHost::rememberEditorSize() {
+    if (!editor.open)
+        return;
+    int width = 0;
+    int height = 0;
+    editorSize(width, height);
+    editor.baselineWidth = width;
+    editor.baselineHeight = height;
+}
+
+void PluginHost::letEditorCatchUp() {
+    if (!editor.open)
+        return;
+    dispatch(effEditIdle);
+    editorIdle();
+    editor.resizeCountdown = 100;
 }

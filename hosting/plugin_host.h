@@ -64,6 +64,11 @@ class PluginHost {
     // and the delayed size check after a settings change.
     void idleStep();
     void resizeEditorWindow(int width, int height);
+    bool editorIsOpen() const { return editor.open; }
+    // Around loading settings into the plug-in: its size before, then an idle pass and a watch
+    // over the next idle steps for a size change the new settings cause. Nothing while closed.
+    void rememberEditorSize();
+    void letEditorCatchUp();
 
     AEffect* effect = nullptr;
     VstPluginMainProc entryPoint = nullptr;
@@ -76,13 +81,8 @@ class PluginHost {
     // Read by the host callback on the plug-in's own threads.
     std::atomic<bool> active{false};
     int32_t sampleRate = 0;
-    bool editorOpen = false;
     float tempo = 120.0f;
     uint32_t timeSignature = (4u << 16) | 2u;
-    int32_t resizeCountdown = 0;
-    int32_t baselineWidth = 0;
-    int32_t baselineHeight = 0;
-    EditorWindow* editorView = nullptr;
     uint32_t inputsUsed = 0;
     uint32_t outputsUsed = 0;
     // Set by the host callback on any thread, cleared by the idle loop.
@@ -92,10 +92,23 @@ class PluginHost {
     bool formatSet = false;
 
   private:
+    // The editor, opened and idled by the editor session and watched by the settings code.
+    // Main thread.
+    struct EditorState {
+        bool open = false;
+        EditorWindow* window = nullptr;
+        // Idle steps left in which a size change after new settings resizes the window, and
+        // the size it is compared with.
+        int32_t resizeCountdown = 0;
+        int32_t baselineWidth = 0;
+        int32_t baselineHeight = 0;
+    };
+
     template <typename Sample> Sample** pinArray(Sample** inputs, Sample** outputs, int32_t frames);
     void suspend();
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
 
+    EditorState editor;
     std::vector<void*> pins;
     std::vector<double> scratch; // silent channels for unused pins, sized for either precision
 };

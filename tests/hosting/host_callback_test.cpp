@@ -113,7 +113,10 @@ TEST(Callback, IdleRunsPlugInIdleWithoutChangingNeedIdle) {
     PluginHost host;
     host.effect = &fake.effect;
     fake.effect.user = &host;
-    host.editorOpen = true;
+    fake.effect.flags |= effFlagsHasEditor;
+    FakeWindow window;
+    host.openEditor(window);
+    fake.calls.clear();
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterIdle, 0, 0, nullptr, 0), 1);
     EXPECT_EQ(fake.opcodes(), (std::vector<int32_t>{effIdle, effEditIdle, effEditIdle}));
     EXPECT_FALSE(host.needIdle);

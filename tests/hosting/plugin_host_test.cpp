@@ -97,7 +97,8 @@ TEST(Teardown, SuspendsClosesEditorThenCloses) {
     Rig rig;
     rig.fake.effect.flags |= effFlagsHasEditor;
     ASSERT_TRUE(rig.attach());
-    rig.host->editorOpen = true;
+    FakeWindow window;
+    rig.host->openEditor(window);
     rig.fake.calls.clear();
     rig.host.reset();
     EXPECT_EQ(rig.fake.opcodes(), (std::vector<int32_t>{effMainsChanged, effEditClose, effClose}));
