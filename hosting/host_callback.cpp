@@ -51,7 +51,9 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
             host->resizeEditorWindow(index, static_cast<int>(value));
         return 1;
     case audioMasterGetSampleRate:
-        return host && host->sampleRate >= 1 ? host->sampleRate : defaultSampleRate;
+        if (const int32_t rate = host ? host->sampleRate.load() : 0; rate >= 1)
+            return rate;
+        return defaultSampleRate;
     case audioMasterGetBlockSize:
         return blockSize;
     case audioMasterGetCurrentProcessLevel:

@@ -64,7 +64,6 @@ class PluginHost {
     // and the delayed size check after a settings change.
     void idleStep();
     void resizeEditorWindow(int width, int height);
-    bool editorIsOpen() const { return editor.open; }
     // Around loading settings into the plug-in: its size before, then an idle pass and a watch
     // over the next idle steps for a size change the new settings cause. Nothing while closed.
     void rememberEditorSize();
@@ -78,9 +77,9 @@ class PluginHost {
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
     vst3::Vst3Bridge* wrapper = nullptr;
 
-    // Read by the host callback on the plug-in's own threads.
+    // Read by the host callback on the plug-in's own threads, while the live worker may set them.
     std::atomic<bool> active{false};
-    int32_t sampleRate = 0;
+    std::atomic<int32_t> sampleRate{0};
     float tempo = 120.0f;
     uint32_t timeSignature = (4u << 16) | 2u;
     uint32_t inputsUsed = 0;
