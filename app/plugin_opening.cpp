@@ -4,6 +4,7 @@
 #include "hosting/load_failure.h"
 #include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/plugin_stage.h"
 
 
 namespace {
@@ -57,6 +58,7 @@ void openPluginFromArguments(VSTGlobals& globals, const std::string& path) {
     const bool allowVst3 = !version || wanted == 3;
     const bool allowVst2 = !version || wanted == 2;
     std::string failureText;
+    const pluginStageScope stage(pluginStage::loading);
     if (allowVst3)
         globals.plugin = tryVst3(globals, path);
     if (!globals.plugin && allowVst2)

@@ -102,8 +102,10 @@ INSTANTIATE_TEST_SUITE_P(
         LiveCase{"StateMessageIsUnknownHere",
                  stereoFormat + chunk(2, "x") + chunk(1, silence(100, 2)), 0,
                  "Live data processing error: unknown command"},
-        LiveCase{"ShortFormat", chunk(3, "0123456789"), 0,
-                 "Live data processing error: bad input"},
+        LiveCase{"ShortFormat", chunk(3, "0123456789"), 0, "Live data processing error: bad input"},
+        LiveCase{"FormatWithoutInputsIsRefused",
+                 chunk(3, formatRecord(44100, 0, 0, 2, 0)) + chunk(1, silence(100, 2)), 0,
+                 "Live data processing error: unsupported stream format"},
         // Under ThreadSanitizer: the host's state shared by the two threads is safe.
         LiveCase{"PlugInCallsTheHostFromBothThreads",
                  stereoFormat + chunk(1, silence(1300, 2)), 1300, "", "editor,host-calls"}),
