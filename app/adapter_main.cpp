@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 namespace {
@@ -36,6 +37,9 @@ int adapterMain(int argc, const char* const* argv) {
     }
     // A parent that stops reading must show up as a write error, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
+    // Plug-ins find the C random generator as a fresh process leaves it, so that the same input
+    // gives the same output: code linked into us seeds it from an address while it starts up.
+    std::srand(1);
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);

@@ -20,6 +20,7 @@ void runLiveWorker(VSTGlobals& globals) noexcept {
             throw std::runtime_error("no VST set");
         vstProcess2<float> processor(globals);
         processor.setOutputMuted(true);
+        processor.setReopenForRate(false);
         runLiveFraming(processor, *globals.input);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "Live data processing error: %s", failure.what());

@@ -17,8 +17,8 @@ constexpr uint32_t secondsOfLongestTail = 60;
 
 template <typename T>
 vstProcess2<T>::vstProcess2(VSTGlobals& globals)
-    : vstProcessShared(getIntOption(globals.arguments, "--bits"), getIntOption(globals.arguments, "--formattag"),
-                       globals.output.get()),
+    : vstProcessShared(getIntOption(globals.arguments, "--bits"),
+                       getIntOption(globals.arguments, "--formattag"), globals.output.get()),
       globals(globals) {}
 
 template <typename T> PluginHost& vstProcess2<T>::plugin() const {
@@ -30,16 +30,29 @@ template <typename T> PluginHost& vstProcess2<T>::plugin() const {
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
     constexpr bool useDouble = std::is_same_v<T, double>;
-    plugin().setProcessPrecision(useDouble);
-    if (!plugin().setFormat(format))
-        throw std::runtime_error("VST refused audio format");
-    if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(), blockFrames))
+    if (reopenForRate && !audioSinceOpen && format.sampleRate >= 1 &&
+        static_cast<uint32_t>(plugin().rateAtOpen) != format.sampleRate &&
+        plugin().wrapper == nullptr && plugin().entryPoint != nullptr)
+        reopenAtRate(format.sampleRate);
+    PluginHost& host = plugin();
+    const StreamFormat asked = format;
+    {
+        // Precision and format in one suspension: some plug-ins do real work on resume.
+        const PluginHost::Reconfiguration suspended(host);
+        host.setProcessPrecision(useDouble);
+        if (!host.setFormat(format))
+            throw std::runtime_error("VST refused audio format");
+    }
+    if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(),
+                         blockFrames))
         throw std::runtime_error("Format conversion failure");
+    requested = asked;
     applied = format;
     applyFrameSizes(format.inputChannels, format.outputChannels);
 }
 
 template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
+    audioSinceOpen = true;
     const auto count = static_cast<int32_t>(frames);
     if constexpr (std::is_same_v<T, double>)
         return plugin().processDouble(converter.inputs(), converter.outputs(), count);
@@ -66,7 +79,7 @@ template <typename T> std::vector<uint8_t> vstProcess2<T>::renderTail() {
     if (remaining == 0)
         remaining = rate / 10;
     if (remaining == 1)
-        return tail;  // the plug-in says it has no tail
+        return tail; // the plug-in says it has no tail
     if (remaining <= 0 || remaining >= rate * secondsOfLongestTail)
         return tail;
     while (remaining > 0) {
@@ -89,14 +102,36 @@ template <typename T> uint32_t vstProcess2<T>::latencyFrames() {
     return delay > 0 ? static_cast<uint32_t>(delay) : 0;
 }
 
-template <typename T> void vstProcess2<T>::reopenPlugin() {
+template <typename T> void vstProcess2<T>::openFreshInstance(int32_t rate) {
     PluginSource source = takeSource(plugin());
     globals.plugin.reset();
     auto fresh = std::make_unique<PluginHost>();
     fresh->processLevel = processLevelFromArguments(globals.arguments);
+    // Known before the new instance opens, as a session's rate would be.
+    fresh->setSampleRate(rate);
     if (!reopen(*fresh, std::move(source)))
         throw std::runtime_error("Could not reopen VST");
     globals.plugin = std::move(fresh);
+    audioSinceOpen = false;
+}
+
+// The settings given so far (the settings file, state messages) move over to the new instance
+// through the plug-in's own settings.
+template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
+    const std::vector<uint8_t> settings = saveState(plugin());
+    openFreshInstance(static_cast<int32_t>(rate));
+    if (!settings.empty())
+        loadState(plugin(), settings.data(), settings.size());
+}
+
+template <typename T> void vstProcess2<T>::reopenPlugin() {
+    openFreshInstance(plugin().sampleRate);
+    // Audio that follows goes through the new instance set up as the old one was; untold, it
+    // would use none of its pins and the previous block's output would be sent again.
+    if (requested) {
+        StreamFormat again = *requested;
+        setStreamFormat(again);
+    }
 }
 
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {

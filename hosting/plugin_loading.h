@@ -20,7 +20,8 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
 bool loadVst3(PluginHost& host, const std::string& path);
 
 // Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
-// instruments. On a failed open the record stays with the host, so teardown still closes it.
+// instruments (closed first: they were created). On a failed open the record stays with the
+// host, so teardown still closes it.
 bool attachEffect(PluginHost& host, AEffect* effect);
 
 // What a fresh instance of an already loaded plug-in is made from: the VST 2 entry function and
