@@ -231,7 +231,7 @@ TEST_P(RealPluginFormat, FormatMessageGivesThePlainRunsBytes) {
     if (!std::filesystem::exists(c.path))
         GTEST_SKIP() << c.path << " is not installed (scripts/setup installs it)";
     const uint32_t otherRate = 48000;
-    const std::string input = loudChord(static_cast<int>(c.inputs)).substr(0, 9000 * 2 * c.inputs);
+    const std::string input = loudChord(static_cast<int>(c.inputs)).substr(0, 30000 * 2 * c.inputs);
     auto options = headless();
     options.stdinBytes = input;
     const auto plainRun =
