@@ -52,6 +52,10 @@ void loadStateFile(VSTGlobals& globals) {
     } catch (const std::exception&) {
         globals.stateData.clear();
     }
+    applyStateData(globals);
+}
+
+void applyStateData(VSTGlobals& globals) {
     if (!globals.stateData.empty() && globals.plugin && acceptsState(*globals.plugin))
         loadState(*globals.plugin, globals.stateData.data(), globals.stateData.size());
 }

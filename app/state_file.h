@@ -14,6 +14,10 @@ inline constexpr uint64_t maximumStateFileSize = 0x3FFFFFF;
 // parameters. A missing or unreadable file reads as no settings.
 void loadStateFile(VSTGlobals& globals);
 
+// Hands `stateData` to the plug-in when it has an editor or parameters, as reading the file
+// does; for a plug-in opened afresh.
+void applyStateData(VSTGlobals& globals);
+
 // Rewrites `dataPath` when the plug-in's settings differ from `stateData`; an unchanged file is
 // not touched at all. Gives up silently when the file cannot be opened after a few attempts.
 void saveStateToFile(VSTGlobals& globals);

@@ -2,6 +2,7 @@
 
 #include "hosting/plugin_state.h"
 
+#include "app/state_file.h"
 #include "app/vst_globals.h"
 #include "hosting/plugin_loading.h"
 
@@ -52,7 +53,10 @@ template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format)
 }
 
 template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
-    audioSinceOpen = true;
+    if (!audioSinceOpen) {
+        audioSinceOpen = true;
+        statesSinceOpen = {};
+    }
     const auto count = static_cast<int32_t>(frames);
     if constexpr (std::is_same_v<T, double>)
         return plugin().processDouble(converter.inputs(), converter.outputs(), count);
@@ -115,17 +119,21 @@ template <typename T> void vstProcess2<T>::openFreshInstance(int32_t rate) {
     audioSinceOpen = false;
 }
 
-// The settings given so far (the settings file, state messages) move over to the new instance
-// through the plug-in's own settings.
+// The settings given so far are given again, as they were: carried over through the plug-in's
+// own settings they need not sound the same.
 template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
-    const std::vector<uint8_t> settings = saveState(plugin());
     openFreshInstance(static_cast<int32_t>(rate));
-    if (!settings.empty())
-        loadState(plugin(), settings.data(), settings.size());
+    if (settingsFileInForce)
+        applyStateData(globals);
+    for (const auto& state : statesSinceOpen)
+        loadState(plugin(), state.data(), state.size());
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
     openFreshInstance(plugin().sampleRate);
+    // A reopened plug-in starts from its own defaults.
+    settingsFileInForce = false;
+    statesSinceOpen = {};
     // Audio that follows goes through the new instance set up as the old one was; untold, it
     // would use none of its pins and the previous block's output would be sent again.
     if (requested) {
@@ -135,8 +143,11 @@ template <typename T> void vstProcess2<T>::reopenPlugin() {
 }
 
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
-    if (globals.plugin)
-        loadState(*globals.plugin, data, length);
+    if (!globals.plugin)
+        return;
+    loadState(*globals.plugin, data, length);
+    if (!audioSinceOpen && reopenForRate && globals.plugin->wrapper == nullptr)
+        statesSinceOpen.emplace_back(data, data + length);
 }
 
 template class vstProcess2<float>;

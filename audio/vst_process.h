@@ -4,6 +4,7 @@
 #include "audio/vst_process_shared.h"
 
 #include <optional>
+#include <vector>
 
 struct VSTGlobals;
 class PluginHost;
@@ -39,6 +40,10 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
     StreamFormat applied;
     bool reopenForRate = true;
     bool audioSinceOpen = false;
+    // What settings the instance got since it opened, for one opened afresh before any audio:
+    // the settings file unless a reopen message dropped it, and state messages.
+    bool settingsFileInForce = true;
+    std::vector<std::vector<uint8_t>> statesSinceOpen;
 };
 
 extern template class vstProcess2<float>;
