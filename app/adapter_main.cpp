@@ -1,11 +1,11 @@
 #include "app/adapter_main.h"
 
 #include "app/vst_globals.h"
+#include "hosting/plugin_loading.h"
 #include "support/standard_streams.h"
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 
 namespace {
@@ -37,9 +37,8 @@ int adapterMain(int argc, const char* const* argv) {
     }
     // A parent that stops reading must show up as a write error, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
-    // Plug-ins find the C random generator as a fresh process leaves it, so that the same input
-    // gives the same output: code linked into us seeds it from an address while it starts up.
-    std::srand(1);
+    // So that the same input gives the same output with plug-ins that draw random numbers.
+    restoreProcessDefaults();
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);

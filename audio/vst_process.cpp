@@ -122,6 +122,8 @@ template <typename T> void vstProcess2<T>::openFreshInstance(int32_t rate) {
 // The settings given so far are given again, as they were: carried over through the plug-in's
 // own settings they need not sound the same.
 template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
+    // As if the first instance had never been: it may have drawn random numbers.
+    restoreProcessDefaults();
     openFreshInstance(static_cast<int32_t>(rate));
     if (settingsFileInForce)
         applyStateData(globals);

@@ -6,7 +6,12 @@
 #include "hosting/vst2_wrapper.h"
 #include "hosting/vst3_module.h"
 
+#include <cstdlib>
 #include <cstring>
+
+void restoreProcessDefaults() {
+    std::srand(1);
+}
 
 bool attachEffect(PluginHost& host, AEffect* effect) {
     if (effect == nullptr || effect->magic != kEffectMagic)
