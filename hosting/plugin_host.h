@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/stream_format.h"
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,8 +12,8 @@
 class ModuleLibrary;
 class EditorWindow;
 class Vst3Module;
-namespace Steinberg::Vst {
-class Vst2Wrapper;
+namespace vst3 {
+class Vst3Bridge;
 }
 
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
@@ -98,7 +98,7 @@ class PluginHost {
     // A VST 3 plug-in's module; released last, after `effClose` has deleted the wrapper.
     std::shared_ptr<Vst3Module> module;
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
-    Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
+    vst3::Vst3Bridge* wrapper = nullptr;
 
     bool active = false;
     int32_t sampleRate = 0;
