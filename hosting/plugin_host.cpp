@@ -226,15 +226,18 @@ Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputs
                               uint32_t outputsLive) {
     const auto inputCount = static_cast<uint32_t>(numInputs());
     const auto outputCount = static_cast<uint32_t>(numOutputs());
-    const size_t unused = (inputCount - std::min(inputsLive, inputCount)) +
-                          (outputCount - std::min(outputsLive, outputCount));
+    const size_t unusedInputs = inputCount - std::min(inputsLive, inputCount);
+    const size_t unused = unusedInputs + (outputCount - std::min(outputsLive, outputCount));
     pins.resize(inputCount + outputCount);
-    const size_t doublesNeeded =
-        (unused * declaredBlockFrames * sizeof(Sample) + sizeof(double) - 1) / sizeof(double);
-    if (scratch.size() < doublesNeeded)
-        scratch.resize(doublesNeeded);
-    // Laid down again every block: plug-ins may work in place, in their inputs too.
-    std::fill_n(scratch.begin(), doublesNeeded, 0.0);
+    auto doublesFor = [](size_t channels) {
+        return (channels * declaredBlockFrames * sizeof(Sample) + sizeof(double) - 1) /
+               sizeof(double);
+    };
+    if (scratch.size() < doublesFor(unused))
+        scratch.resize(doublesFor(unused));
+    // The silent inputs come first and are laid down again every block: plug-ins may work in
+    // place, in their inputs too. What lands in unused outputs is never read.
+    std::fill_n(scratch.begin(), doublesFor(unusedInputs), 0.0);
     auto* silent = reinterpret_cast<Sample*>(scratch.data());
     for (uint32_t pin = 0; pin < inputCount; ++pin)
         pins[pin] =
