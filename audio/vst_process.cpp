@@ -7,6 +7,7 @@
 #include "hosting/plugin_loading.h"
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace {
@@ -31,7 +32,10 @@ template <typename T> PluginHost& vstProcess2<T>::plugin() const {
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
     constexpr bool useDouble = std::is_same_v<T, double>;
-    if (reopenForRate && !audioSinceOpen && format.sampleRate >= 1 &&
+    const bool rateCanBeTold =
+        format.sampleRate >= 1 &&
+        format.sampleRate <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
+    if (reopenForRate && !audioSinceOpen && rateCanBeTold &&
         static_cast<uint32_t>(plugin().rateAtOpen) != format.sampleRate &&
         plugin().wrapper == nullptr && plugin().entryPoint != nullptr)
         reopenAtRate(format.sampleRate);
