@@ -3,6 +3,7 @@
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
+#include "hosting/plugin_stage.h"
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
 
@@ -19,6 +20,7 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     if (effect->flags & effFlagsIsSynth) {
         // Created, so it is closed before its code can go: an instrument may have threads of
         // its own running by now.
+        const pluginStageScope stage(pluginStage::closing);
         if (effect->dispatcher != nullptr)
             guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
         return false;
@@ -26,6 +28,10 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     host.effect = effect;
     effect->user = &host;
     host.rateAtOpen = host.sampleRate != 0 ? host.sampleRate : PluginHost::defaultSampleRate;
+    // Absurd pin counts are refused before any call could walk them.
+    if (!host.pinCountsWithinLimits())
+        return false;
+    const pluginStageScope stage(pluginStage::opening);
     const bool opened = guardedCall([&] {
         host.dispatch(effOpen);
         if (host.sampleRate != 0)
@@ -74,8 +80,7 @@ bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
             continue;
         Steinberg::TUID classId;
         std::memcpy(classId, info.classId.data(), sizeof classId);
-        auto* wrapper =
-            vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
+        auto* wrapper = vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
         if (wrapper == nullptr)
             continue;
         host.wrapper = wrapper;
