@@ -7,6 +7,7 @@ bool runConfigureCommand(VSTGlobals& globals) {
     if (!globals.plugin)
         return false;
     // Returns only for a plug-in without an editor; otherwise the process ends when the window
-    // is closed, the settings written back.
-    return runEditorWindow(*globals.plugin, [&globals] { saveStateToFile(globals); });
+    // is closed, the settings written back (status 255 when they could not be).
+    return runEditorWindow(*globals.plugin,
+                           [&globals] { return saveStateToFileReporting(globals); });
 }

@@ -7,10 +7,12 @@
 
 #import <AppKit/AppKit.h>
 
+#include <cstdio>
 #include <functional>
+#include <unistd.h>
 
 @interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
-@property(nonatomic, assign) const std::function<void()>* g;
+@property(nonatomic, assign) const std::function<bool()>* g;
 @end
 
 @implementation VSTConfigDelegate
@@ -18,8 +20,11 @@
     return YES;
 }
 - (void)applicationWillTerminate:(NSNotification*)notification {
-    if (self.g != nullptr)
-        (*self.g)();
+    // The framework would end with 0: settings that could not be saved end with 255 instead.
+    if (self.g != nullptr && !(*self.g)()) {
+        std::fflush(nullptr);
+        ::_exit(255);
+    }
 }
 @end
 
@@ -88,7 +93,7 @@ void runOnMainThread(std::function<void()> function) {
     [object release];
 }
 
-bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
+bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
     if (host.effect == nullptr || !host.hasEditorFlag())
         return false;
     @autoreleasepool {
