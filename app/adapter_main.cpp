@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 
 namespace {
 constexpr int failureStatus = 255;
@@ -34,11 +35,16 @@ int adapterMain(int argc, const char* const* argv) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
     }
-    // A parent that stops reading must show up as a write error, not kill us silently.
+    // A parent that stops reading, or a file size limit reached, must show up as a write error
+    // that says so, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("out of memory\n", stderr);
+        status = failureStatus;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         status = failureStatus;
