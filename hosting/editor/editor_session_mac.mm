@@ -1,0 +1,122 @@
+// macOS: the editor lives in an AppKit window on the application's run loop. Closing the last
+// window terminates the application, whose delegate writes the settings back first.
+#include "hosting/editor/editor_session.h"
+#include "hosting/editor/editor_window.h"
+#include "hosting/editor/main_thread.h"
+#include "hosting/plugin_host.h"
+
+#import <AppKit/AppKit.h>
+
+#include <cstdio>
+#include <functional>
+#include <unistd.h>
+
+@interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
+@property(nonatomic, assign) const std::function<bool()>* g;
+@end
+
+@implementation VSTConfigDelegate
+- (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender {
+    return YES;
+}
+- (void)applicationWillTerminate:(NSNotification*)notification {
+    // The framework would end with 0: settings that could not be saved end with 255 instead.
+    if (self.g != nullptr && !(*self.g)()) {
+        std::fflush(nullptr);
+        ::_exit(255);
+    }
+}
+@end
+
+// VST 2 editors expect a parent view with its origin at the top left.
+@interface VSTViewFlipped : NSView
+@end
+
+@implementation VSTViewFlipped
+- (BOOL)isFlipped {
+    return YES;
+}
+@end
+
+@interface VSTWindow : NSWindow
+- (instancetype)initWithContentRect:(NSRect)rect;
+@end
+
+@implementation VSTWindow
+- (instancetype)initWithContentRect:(NSRect)rect {
+    // Titled and closable: no resize box, no miniaturise button.
+    self = [super initWithContentRect:rect styleMask:3 backing:NSBackingStoreBuffered defer:NO];
+    if (self)
+        [self setContentView:[[[VSTViewFlipped alloc] init] autorelease]];
+    return self;
+}
+- (instancetype)init {
+    self = [super init];
+    if (self) {
+        [self setStyleMask:3];
+        [self setContentView:[[[VSTViewFlipped alloc] init] autorelease]];
+    }
+    return self;
+}
+@end
+
+@interface XMainThreadSyncObj : NSObject
+@property(nonatomic, assign) std::function<void()> f;
+- (void)run:(id)unused;
+@end
+
+@implementation XMainThreadSyncObj
+- (void)run:(id)unused {
+    if (_f)
+        _f();
+}
+@end
+
+namespace {
+
+class AppKitEditorWindow final : public EditorWindow {
+public:
+    explicit AppKitEditorWindow(VSTWindow* window) : window(window) {}
+    void setContentSize(int width, int height) override { [window setContentSize:NSMakeSize(width, height)]; }
+    void* nativeHandle() const override { return (__bridge void*)[window contentView]; }
+
+private:
+    VSTWindow* window;
+};
+
+} // namespace
+
+void runOnMainThread(std::function<void()> function) {
+    XMainThreadSyncObj* object = [[XMainThreadSyncObj alloc] init];
+    object.f = std::move(function);
+    [object performSelectorOnMainThread:@selector(run:) withObject:object waitUntilDone:NO];
+    [object release];
+}
+
+bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
+    if (host.effect == nullptr || !host.hasEditorFlag())
+        return false;
+    @autoreleasepool {
+        NSApplication* application = [NSApplication sharedApplication];
+        VSTConfigDelegate* delegate = [VSTConfigDelegate new];
+        delegate.g = &terminate;
+        [application setDelegate:delegate];
+
+        int width = 0;
+        int height = 0;
+        host.editorSize(width, height);
+        const NSRect screen = [[NSScreen mainScreen] frame];
+        const NSRect frame = NSMakeRect(screen.origin.x + screen.size.width * 0.5 - (width / 2),
+                                        screen.origin.y + screen.size.height * 0.5 - (height / 2), width, height);
+        VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
+        AppKitEditorWindow editorWindow(window);
+        host.openEditor(editorWindow);
+        [window orderFrontRegardless];
+        [window makeKeyWindow];
+        [application run];
+
+        [window release];
+        [delegate release];
+    }
+    return false;
+}
