@@ -5,8 +5,8 @@
 // that mutations get past the class check. A crash or a sanitizer report is a finding; every
 // outcome the loader reports is fine.
 
-#include "hosting/vst3_preset.h"
-#include "hosting/vst3_preset_layout.h"
+#include "hosting/vst3/vst3_preset.h"
+#include "hosting/vst3/vst3_preset_layout.h"
 
 #include <algorithm>
 #include <cstdint>
