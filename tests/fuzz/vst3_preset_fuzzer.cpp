@@ -8,6 +8,8 @@
 #include "hosting/vst3/vst3_preset.h"
 #include "hosting/vst3/vst3_preset_layout.h"
 
+#include "pluginterfaces/base/ibstream.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
