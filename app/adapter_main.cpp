@@ -1,7 +1,9 @@
 #include "app/adapter_main.h"
 
+#include "app/usage.h"
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
+#include "support/thread_platform.h"
 
 #include <csignal>
 #include <cstdio>
@@ -28,12 +30,15 @@ int runWithProtectedOutput(int argc, const char* const* argv) {
     return succeeded ? 0 : failureStatus;
 }
 
-} // namespace
-
-int adapterMain(int argc, const char* const* argv) {
+int runCommandLine(int argc, const char* const* argv) {
     if (argc < 2 || argc % 2 != 0) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
+    }
+    // Never plug-in commands, so the parent's protocol is untouched; standard output is still ours.
+    if (isUsageWord(argv[1])) {
+        printUsage(argv[1]);
+        return 0;
     }
     // A parent that stops reading, or a file size limit reached, must show up as a write error
     // that says so, not kill us silently.
@@ -50,5 +55,15 @@ int adapterMain(int argc, const char* const* argv) {
         status = failureStatus;
     }
     Vesk::resetStandardStreams();
+    return status;
+}
+
+} // namespace
+
+int adapterMain(int argc, const char* const* argv) {
+    int status = failureStatus;
+    // On macOS whatever the system frameworks autorelease for us is freed on every way out.
+    auto run = [&] { status = runCommandLine(argc, argv); };
+    Vesk::threadPlatform::inReleaseScope(run);
     return status;
 }

@@ -98,6 +98,8 @@ bool mainWithGlobals(VSTGlobals& globals) {
     }
     if (command == "info")
         return runInfoCommand(globals);
+    if (command == "params")
+        return runParamsCommand(globals);
     if (command == "process")
         return runProcessCommand(globals);
     if (command == "configure")

@@ -5,6 +5,7 @@
 #include "hosting/guarded_call.h"
 #include "hosting/module/module_library.h"
 #include "hosting/vst2/speaker_layout.h"
+#include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
 
 #include <algorithm>
@@ -157,6 +158,12 @@ bool PluginHost::hasEditorFlag() const {
 
 int32_t PluginHost::parameterCount() const {
     return effect ? effect->numParams : 0;
+}
+
+uint32_t PluginHost::parameterNumber(int32_t index) const {
+    if (wrapper)
+        return wrapper->parameterId(index).value_or(static_cast<uint32_t>(index));
+    return static_cast<uint32_t>(index);
 }
 
 int32_t PluginHost::initialDelay() const {

@@ -43,6 +43,8 @@ class PluginHost {
     bool canDoubleReplacing() const;
     bool hasEditorFlag() const;
     int32_t parameterCount() const;
+    // What a user names parameter `index` by: the index itself, or a VST 3 plug-in's own id.
+    uint32_t parameterNumber(int32_t index) const;
     int32_t initialDelay() const;
     intptr_t tailSize() const;
 

@@ -1,15 +1,17 @@
 #include "hosting/editor/editor_session.h"
 
+#include "hosting/editor/editor_placement.h"
 #include "hosting/editor/main_thread_queue_linux.h"
-#include "hosting/plugin_host.h"
 #include "hosting/editor/poll_run_loop.h"
+#include "hosting/editor/x11_editor_window_linux.h"
+#include "hosting/plugin_host.h"
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_run_loop.h"
-#include "hosting/editor/x11_editor_window_linux.h"
 
 #include <X11/Xlib.h>
 
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -107,9 +109,8 @@ DisplayConnection openDisplay() {
     return display;
 }
 
-// Centred, with the editor's half size taken in whole numbers.
 int centred(int screenSize, int editorSize) {
-    return static_cast<int>(screenSize * 0.5) - editorSize / 2;
+    return static_cast<int>(std::floor(centredOrigin(0, screenSize, editorSize)));
 }
 
 [[noreturn]] void finish(const std::function<bool()>& terminate) {

@@ -1,14 +1,19 @@
-// macOS: the editor lives in an AppKit window on the application's run loop. Closing the last
-// window terminates the application, whose delegate writes the settings back first.
+// macOS: the editor lives in an AppKit window on the application's run loop, which also draws
+// it: there is no idle timer. Closing the last window terminates the application, whose
+// delegate writes the settings back first.
 #include "hosting/editor/editor_session.h"
+
+#include "hosting/editor/editor_placement.h"
 #include "hosting/editor/editor_window.h"
-#include "hosting/editor/main_thread.h"
 #include "hosting/plugin_host.h"
 
 #import <AppKit/AppKit.h>
+#include <dispatch/dispatch.h>
 
+#include <csignal>
 #include <cstdio>
 #include <functional>
+#include <initializer_list>
 #include <unistd.h>
 
 @interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
@@ -60,38 +65,36 @@
 }
 @end
 
-@interface XMainThreadSyncObj : NSObject
-@property(nonatomic, assign) std::function<void()> f;
-- (void)run:(id)unused;
-@end
-
-@implementation XMainThreadSyncObj
-- (void)run:(id)unused {
-    if (_f)
-        _f();
-}
-@end
-
 namespace {
 
 class AppKitEditorWindow final : public EditorWindow {
-public:
+  public:
     explicit AppKitEditorWindow(VSTWindow* window) : window(window) {}
-    void setContentSize(int width, int height) override { [window setContentSize:NSMakeSize(width, height)]; }
+    void setContentSize(int width, int height) override {
+        [window setContentSize:NSMakeSize(width, height)];
+    }
     void* nativeHandle() const override { return (__bridge void*)[window contentView]; }
 
-private:
+  private:
     VSTWindow* window;
 };
 
-} // namespace
-
-void runOnMainThread(std::function<void()> function) {
-    XMainThreadSyncObj* object = [[XMainThreadSyncObj alloc] init];
-    object.f = std::move(function);
-    [object performSelectorOnMainThread:@selector(run:) withObject:object waitUntilDone:NO];
-    [object release];
+// SIGTERM and SIGINT end the session as closing the window does: the delegate saves first.
+void terminateOnStopSignals() {
+    for (const int signalNumber : {SIGTERM, SIGINT}) {
+        std::signal(signalNumber, SIG_IGN);
+        dispatch_source_t source = dispatch_source_create(DISPATCH_SOURCE_TYPE_SIGNAL,
+                                                          static_cast<uintptr_t>(signalNumber), 0,
+                                                          dispatch_get_main_queue());
+        dispatch_source_set_event_handler(source, ^{
+          [NSApp terminate:nil];
+        });
+        // Kept for the life of the process, which ends with the session.
+        dispatch_resume(source);
+    }
 }
+
+} // namespace
 
 bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
     if (host.effect == nullptr || !host.hasEditorFlag())
@@ -106,15 +109,19 @@ bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
         int height = 0;
         host.editorSize(width, height);
         const NSRect screen = [[NSScreen mainScreen] frame];
-        const NSRect frame = NSMakeRect(screen.origin.x + screen.size.width * 0.5 - (width / 2),
-                                        screen.origin.y + screen.size.height * 0.5 - (height / 2), width, height);
+        const NSRect frame =
+            NSMakeRect(centredOrigin(screen.origin.x, screen.size.width, width),
+                       centredOrigin(screen.origin.y, screen.size.height, height), width, height);
         VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
         AppKitEditorWindow editorWindow(window);
         host.openEditor(editorWindow);
+        terminateOnStopSignals();
         [window orderFrontRegardless];
         [window makeKeyWindow];
         [application run];
 
+        // Only a stop request ends run without ending the process.
+        [application setDelegate:nil];
         [window release];
         [delegate release];
     }

@@ -2,6 +2,10 @@
 #include "hosting/module/module_library.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+#import <Foundation/Foundation.h>
+
+#include <memory>
+#include <type_traits>
 
 namespace {
 
@@ -15,10 +19,12 @@ struct CFReleaser {
 template <typename T> using CFOwned = std::unique_ptr<std::remove_pointer_t<T>, CFReleaser>;
 
 class BundleModuleLibrary final : public ModuleLibrary {
-public:
-    BundleModuleLibrary(CFBundleRef bundle, std::string path) : bundle(bundle), path(std::move(path)) {}
+  public:
+    BundleModuleLibrary(CFBundleRef bundle, std::string path)
+        : bundle(bundle), path(std::move(path)) {}
     void* symbol(const char* name) const override {
-        CFOwned<CFStringRef> symbolName(CFStringCreateWithCString(nullptr, name, kCFStringEncodingUTF8));
+        CFOwned<CFStringRef> symbolName(
+            CFStringCreateWithCString(nullptr, name, kCFStringEncodingUTF8));
         if (!symbolName)
             return nullptr;
         return CFBundleGetFunctionPointerForName(bundle.get(), symbolName.get());
@@ -39,11 +45,15 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::open(const std::string& path) {
 }
 
 std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& path) {
-    CFOwned<CFURLRef> url(CFURLCreateFromFileSystemRepresentation(
-        nullptr, reinterpret_cast<const UInt8*>(path.data()), static_cast<CFIndex>(path.size()), true));
-    if (!url)
-        return nullptr;
-    CFBundleRef bundle = CFBundleCreate(kCFAllocatorDefault, url.get());
+    // A relative path is taken from the current folder, as the command line meant it.
+    CFBundleRef bundle = nullptr;
+    @autoreleasepool {
+        NSString* text = [NSString stringWithUTF8String:path.c_str()];
+        // fileURLWithPath: raises on nil and empty text.
+        if (text == nil || [text length] == 0)
+            return nullptr;
+        bundle = CFBundleCreate(kCFAllocatorDefault, (CFURLRef)[NSURL fileURLWithPath:text]);
+    }
     if (bundle == nullptr)
         return nullptr;
     return std::make_unique<BundleModuleLibrary>(bundle, path);

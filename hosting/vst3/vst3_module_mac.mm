@@ -4,8 +4,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <filesystem>
-
 namespace vst3_platform {
 
 EntryNames entryNames() {
@@ -13,12 +11,8 @@ EntryNames entryNames() {
 }
 
 std::unique_ptr<ModuleLibrary> openModuleBinary(const std::string& path) {
-    // CoreFoundation reads a relative path against no particular folder.
-    std::error_code error;
-    const auto absolute = std::filesystem::absolute(path, error);
-    if (error)
-        return nullptr;
-    auto library = ModuleLibrary::openBinary(absolute.string());
+    // The bundle's file URL takes a relative path from the current folder.
+    auto library = ModuleLibrary::openBinary(path);
     if (!library)
         return nullptr;
     // Load now, so that a binary that cannot load fails here and not at the first lookup.

@@ -1,5 +1,5 @@
-// macOS editors run on the main CFRunLoop; the host offers no run-loop interface of its own.
-// The editor window drives the bridge's idle from a CFRunLoopTimer while an editor is open.
+// macOS editors run on the main thread's own run loop, which the editor window keeps turning;
+// the host offers no run-loop interface of its own and has nothing to dispatch.
 #include "hosting/vst3/vst3_run_loop.h"
 
 #include "pluginterfaces/gui/iplugview.h"

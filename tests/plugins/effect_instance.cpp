@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -373,8 +374,9 @@ void TestEffect::actLikeAUser() {
     if (options.resizeTo) {
         editorRect.right = options.resizeTo->first;
         editorRect.bottom = options.resizeTo->second;
-        log.line("sizeWindow " + std::to_string(host(&effect, audioMasterSizeWindow, editorRect.right, editorRect.bottom,
-                                                      nullptr, 0.0f)));
+        log.line("sizeWindow " +
+                 std::to_string(host(&effect, audioMasterSizeWindow, editorRect.right,
+                                     editorRect.bottom, nullptr, 0.0f)));
     }
     if (options.editTo && !parameters.empty()) {
         storeParameter(0, *options.editTo);
@@ -430,6 +432,8 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
         say(name);
     if (frames <= 0 || outputs == nullptr)
         return;
+    if (options.crash)
+        std::raise(SIGSEGV);
     framesProcessed += frames;
     const double factor = gain();
     const int32_t sources = options.mainInputs();

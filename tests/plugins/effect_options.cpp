@@ -1,10 +1,10 @@
 #include "tests/plugins/effect_options.h"
 
 #include <algorithm>
-#include <tuple>
 #include <charconv>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 namespace test_effect {
 
@@ -54,6 +54,7 @@ void applyFlag(Options& options, std::string_view word) {
         {"chunks", &Options::chunks},
         {"double", &Options::doublePrecision},
         {"no-replacing", &Options::noReplacing},
+        {"crash", &Options::crash},
     };
     if (word == "no-params") {
         options.params = 0;

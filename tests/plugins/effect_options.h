@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <optional>
-#include <utility>
 #include <string_view>
+#include <utility>
 
 namespace test_effect {
 
@@ -33,6 +33,7 @@ struct Options {
     std::optional<int32_t> tail;
     bool doublePrecision = false;
     bool noReplacing = false;
+    bool crash = false;
 
     // Pins fed into the outputs: the side-chain pins are read by nobody.
     int32_t mainInputs() const;

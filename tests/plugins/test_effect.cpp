@@ -23,6 +23,7 @@
 //   double           effFlagsCanDoubleReplacing and processDoubleReplacing
 //   no-replacing     no effFlagsCanReplacing and no processReplacing: only the accumulating
 //                    process, which adds into the outputs
+//   crash            the first process call with audio kills the process with SIGSEGV
 // Without words: 2 inputs, 2 outputs, processReplacing, one parameter, output = input exactly.
 // Output channel c carries input channel c (delayed, times the gain) while c is below the number
 // of main inputs, and silence otherwise. TEST_EFFECT_LOG names a file for the call log.
