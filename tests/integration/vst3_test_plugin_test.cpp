@@ -164,8 +164,7 @@ TEST_P(Vst3Reports, StatusAndText) {
     arguments.insert(arguments.end(), {"--vst", layouts.bundle("Gain", TEST_VST3_PATH)});
     const auto result = runAdapter(arguments, plugin(c.words, layouts.file("log")));
     EXPECT_EQ(result.exitStatus, c.status);
-    // Any line of ours comes before the report.
-    EXPECT_EQ(result.err.rfind(c.err + "Number of inputs", 0), 0u) << result.err;
+    EXPECT_EQ(result.err, c.err);
     EXPECT_EQ(result.out, "");
 }
 
