@@ -1,5 +1,6 @@
 #include "app/adapter_main.h"
 
+#include "app/fatal_reports.h"
 #include "app/usage.h"
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
@@ -23,6 +24,7 @@ int runWithProtectedOutput(int argc, const char* const* argv) {
     globals.arguments = argumentsFromCommandLine(argc, argv);
     globals.output = Vesk::standardOutput();
     globals.input = Vesk::standardInput();
+    setOutputToFlushOnExit(globals.output);
     const bool succeeded = mainWithGlobals(globals);
     // Data the output still buffers must reach the parent before we report success.
     if (globals.output)
@@ -44,6 +46,7 @@ int runCommandLine(int argc, const char* const* argv) {
     // that says so, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    installFatalReports();
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);
@@ -54,6 +57,8 @@ int runCommandLine(int argc, const char* const* argv) {
         std::fprintf(stderr, "%s\n", error.what());
         status = failureStatus;
     }
+    // The plug-in is closed and unloaded by now: what exits from here on is ours.
+    markNormalExit();
     Vesk::resetStandardStreams();
     return status;
 }

@@ -2,6 +2,7 @@
 #include "app/plugin_opening.h"
 #include "app/state_file.h"
 #include "app/vst_globals.h"
+#include "hosting/plugin_stage.h"
 
 #include "support/errors.h"
 #include "support/file_stream.h"
@@ -94,6 +95,7 @@ bool mainWithGlobals(VSTGlobals& globals) {
     // Read even for a word that turns out to be unknown: the plug-in is already loaded.
     if (const auto dataPath = findArgument(globals.arguments, "--data")) {
         globals.dataPath = *dataPath;
+        const pluginStageScope stage(pluginStage::opening);
         loadStateFile(globals);
     }
     if (command == "info")

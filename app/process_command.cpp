@@ -1,8 +1,10 @@
 #include "app/commands.h"
+#include "app/fatal_reports.h"
 
 #include "audio/framing.h"
 #include "audio/stream_format.h"
 #include "audio/vst_process.h"
+#include "hosting/plugin_stage.h"
 #include "support/buffered_streams.h"
 
 #include <memory>
@@ -34,7 +36,8 @@ bool applyFormatFromOptions(vstProcessShared& processor, const ArgumentMap& argu
         return false;
     StreamFormat applied = *requested;
     processor.setStreamFormat(applied);
-    if (applied.sampleRate != requested->sampleRate || applied.inputChannels != requested->inputChannels ||
+    if (applied.sampleRate != requested->sampleRate ||
+        applied.inputChannels != requested->inputChannels ||
         applied.outputChannels != requested->outputChannels)
         throw std::runtime_error("unsupported stream format");
     return true;
@@ -51,6 +54,8 @@ bool runProcessCommand(VSTGlobals& globals) {
     auto input = std::make_shared<Vesk::bufferedStreamIn>(globals.input, output);
     globals.output = output;
     globals.input = input;
+    setOutputToFlushOnExit(output);
+    const pluginStageScope stage(pluginStage::processing);
 
     auto processor = makeProcessor(globals);
     const bool formatSet = applyFormatFromOptions(*processor, globals.arguments);

@@ -45,7 +45,8 @@ def test_output_and_tail_match_the_command_line(path, dtype, bits, tag):
 
 
 @pytest.mark.parametrize("path, words, status, message", [
-    (TEST_EFFECT, "crash", -11, "the worker was killed by SIGSEGV"),
+    (TEST_EFFECT, "crash", -11,
+     "VST crashed with SIGSEGV (stage: processing)\nthe worker was killed by SIGSEGV"),
     ("/nonexistent.so", "", 255, "Could not load VST bundle: /nonexistent.so\nCould not open VST."),
     (TEST_EFFECT, "outputs=1", 255, "unsupported stream format"),
 ])

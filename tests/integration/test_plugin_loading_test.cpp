@@ -16,6 +16,9 @@ ChildOptions withEffect(const std::string& words, const std::string& log = "") {
     ChildOptions options;
     options.environment["TEST_EFFECT"] = words;
     options.environment["DISPLAY"] = std::nullopt;
+    // A crashing plug-in must die by its signal, also under AddressSanitizer.
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":handle_segv=0";
     if (!log.empty())
         options.environment["TEST_EFFECT_LOG"] = log;
     return options;
@@ -64,6 +67,25 @@ INSTANTIATE_TEST_SUITE_P(
         LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
         LoadCase{"ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
         LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
+        LoadCase{"AbsurdPinCount", TEST_EFFECT_PATH, "inputs=2000000000", {}, 255, refused},
+        LoadCase{"ExitInOpen",
+                 TEST_EFFECT_PATH,
+                 "exit-at=open",
+                 {},
+                 255,
+                 "VST called exit (stage: opening)\n"},
+        LoadCase{"ExitInClose",
+                 TEST_EFFECT_PATH,
+                 "exit-at=close",
+                 {},
+                 255,
+                 "VST called exit (stage: closing)\n"},
+        LoadCase{"CrashInEntry",
+                 TEST_EFFECT_PATH,
+                 "crash-at=entry",
+                 {},
+                 -1,
+                 "VST crashed with SIGSEGV (stage: loading)\n"},
         LoadCase{"Version3DoesNotTryVst2",
                  TEST_EFFECT_PATH,
                  "",
