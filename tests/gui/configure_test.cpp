@@ -126,6 +126,22 @@ INSTANTIATE_TEST_SUITE_P(Table, ConfigureEnds,
                                          EndCase{"IntUnchanged", Ending::signal, SIGINT, false}),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// Here the temporary file cannot be made (a folder holds its name), as on a full disk.
+TEST_F(Configure, SettingsThatCannotBeSavedEndWith255AndKeepTheOldFile) {
+    std::ofstream(dataPath, std::ios::binary) << floats({1.0f});
+    auto child = start("editor,edit=50");
+    const XWindowId window = windowOf(*child);
+    ASSERT_NE(window, 0u);
+    ASSERT_TRUE(waitForLogLine("edited"));
+    fs::create_directory(dataPath + ".p" + std::to_string(child->pid()) + ".rewrite.tmp");
+    x.requestClose(window);
+    const auto result = child->wait(exitWait);
+
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err, "Could not save the settings to '" + dataPath + "': file already exists\n");
+    EXPECT_EQ(readFile(dataPath), floats({1.0f}));
+}
+
 TEST_F(Configure, RefusedAtOnce) {
     struct Case {
         const char* name;

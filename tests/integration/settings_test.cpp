@@ -165,6 +165,22 @@ TEST(DataFile, EmptyFileAndEmptyPathApplyNothing) {
     }
 }
 
+// A settings file that does not fit in memory is not mistaken for no settings.
+TEST(DataFile, TooBigForMemoryEndsTheRunSayingSo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers reserve far more address space than the limit";
+#endif
+    Scratch scratch;
+    const auto path = scratch.file("settings", "x");
+    fs::resize_file(path, 63 << 20);
+    const auto result = runChild("/usr/bin/prlimit",
+                                 {"--as=50331648", testing_support::adapterBinary(), "info", "--vst",
+                                  TEST_EFFECT_PATH, "--data", path},
+                                 testEffect("params=1"));
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err, "out of memory\n");
+}
+
 TEST(DataFile, ReadByEveryCommandButTestAndHasEditor) {
     struct Case {
         const char* command;
