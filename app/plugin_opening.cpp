@@ -5,6 +5,7 @@
 #include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/plugin_stage.h"
+#include "support/message_text.h"
 
 
 namespace {
@@ -28,10 +29,11 @@ std::unique_ptr<PluginHost> tryVst3(const VSTGlobals& globals, const std::string
 // The system loader's reason comes first, on its own line, when it gave one.
 std::string vst2FailureText(const LoadFailure& failure, const std::string& path) {
     const std::string reason = failure.what();
-    std::string text = reason.empty() ? "" : reason + "\n";
+    std::string text = reason.empty() ? "" : Vesk::escapedForMessage(reason) + "\n";
+    const std::string shown = Vesk::escapedForMessage(path);
     if (failure.stage == LoadFailure::Stage::module)
-        return text + "Could not load VST bundle: " + path + "\n";
-    return text + "Could not load VST: " + path + "\n";
+        return text + "Could not load VST bundle: " + shown + "\n";
+    return text + "Could not load VST: " + shown + "\n";
 }
 
 std::unique_ptr<PluginHost> tryVst2(const VSTGlobals& globals, const std::string& path,

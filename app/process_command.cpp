@@ -1,4 +1,5 @@
 #include "app/commands.h"
+#include "app/state_file.h"
 #include "app/fatal_reports.h"
 
 #include "audio/framing.h"
@@ -14,11 +15,13 @@ namespace {
 
 std::unique_ptr<vstProcessShared> makeProcessor(VSTGlobals& globals) {
     const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
+    auto giveSettingsFile = [&globals] { applyStateData(globals); };
     if (wantsDoublePrecision(globals.arguments) && globals.plugin->canDoubleReplacing())
         return std::make_unique<vstProcess2<double>>(globals.plugin, encoding.bits,
-                                                     encoding.formatTag, globals.output.get());
+                                                     encoding.formatTag, globals.output.get(),
+                                                     giveSettingsFile);
     return std::make_unique<vstProcess2<float>>(globals.plugin, encoding.bits, encoding.formatTag,
-                                                globals.output.get());
+                                                globals.output.get(), giveSettingsFile);
 }
 
 StreamFormatOptions formatOptions(const ArgumentMap& arguments) {

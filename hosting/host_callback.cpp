@@ -10,7 +10,6 @@ namespace {
 
 constexpr const char vendorName[] = "Marrowvale";
 constexpr const char productName[] = "Marrowvale VST Adapter";
-constexpr intptr_t defaultSampleRate = 44100;
 constexpr intptr_t blockSize = 512;
 
 bool hostCanDo(const void* text) {
@@ -40,7 +39,10 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
     case audioMasterGetTime:
         return host ? reinterpret_cast<intptr_t>(fillTimeInfo(*host, value)) : 0;
     case audioMasterProcessEvents:
+        return 1;
     case audioMasterIOChanged:
+        if (host)
+            host->forgetFormat();
         return 1;
     case audioMasterNeedIdle:
         if (host)
@@ -53,7 +55,7 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
     case audioMasterGetSampleRate:
         if (const int32_t rate = host ? host->sampleRate.load() : 0; rate >= 1)
             return rate;
-        return defaultSampleRate;
+        return PluginHost::defaultSampleRate;
     case audioMasterGetBlockSize:
         return blockSize;
     case audioMasterGetCurrentProcessLevel:

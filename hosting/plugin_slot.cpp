@@ -3,7 +3,7 @@
 #include "hosting/load_failure.h"
 #include "hosting/plugin_loading.h"
 
-void PluginSlot::reopen() {
+void PluginSlot::reopen(int32_t sampleRate) {
     if (!host)
         throw LoadFailure(LoadFailure::Stage::plugin);
     const int32_t processLevel = host->processLevel;
@@ -12,6 +12,8 @@ void PluginSlot::reopen() {
     host.reset();
     auto fresh = std::make_unique<PluginHost>();
     fresh->processLevel = processLevel;
+    // Known before the new instance opens, as a session's rate would be.
+    fresh->setSampleRate(sampleRate);
     ::reopen(*fresh, std::move(source));
     host = std::move(fresh);
 }

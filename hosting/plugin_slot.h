@@ -23,8 +23,9 @@ class PluginSlot {
     void reset() { host.reset(); }
 
     // Closes the plug-in and opens a fresh instance of it from the code already loaded, at the
-    // same process level. Throws LoadFailure, leaving the slot empty, when it cannot.
-    void reopen();
+    // same process level, told `sampleRate` before it opens. Throws LoadFailure, leaving the
+    // slot empty, when it cannot.
+    void reopen(int32_t sampleRate);
 
   private:
     std::unique_ptr<PluginHost> host;
