@@ -357,14 +357,14 @@ def converter(minimum=2e9):
                "writeStream<double>"]
     print("converter: slowest of 1-8 channels, GB/s of stream bytes (channels)   target: >= %.0f"
           % (minimum / 1e9))
-    print("  %-13s" % "" + "".join("%-17s" % k for k in kernels))
+    print("  %-13s" % "" + "".join("%-21s" % k for k in kernels))
     below = 0
     for index, name in enumerate(names):
         cells = []
         for kernel in kernels:
             rate, channels = slowest[(kernel, index)]
             below += rate < minimum
-            cells.append("%-17s" % ("%6.2f (%s)%s" % (rate / 1e9, channels,
+            cells.append("%-21s" % ("%6.2f (%s)%s" % (rate / 1e9, channels,
                                                       " *" if rate < minimum else "")))
         print("  %-13s" % name + "".join(cells))
     print("  kernels below target (*): %d of %d" % (below, len(slowest)))
