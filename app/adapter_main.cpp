@@ -2,6 +2,7 @@
 
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
+#include "support/thread_platform.h"
 
 #include <csignal>
 #include <cstdio>
@@ -27,9 +28,7 @@ int runWithProtectedOutput(int argc, const char* const* argv) {
     return succeeded ? 0 : failureStatus;
 }
 
-} // namespace
-
-int adapterMain(int argc, const char* const* argv) {
+int runCommandLine(int argc, const char* const* argv) {
     if (argc < 2 || argc % 2 != 0) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
@@ -44,5 +43,15 @@ int adapterMain(int argc, const char* const* argv) {
         status = failureStatus;
     }
     Vesk::resetStandardStreams();
+    return status;
+}
+
+} // namespace
+
+int adapterMain(int argc, const char* const* argv) {
+    int status = failureStatus;
+    // On macOS whatever the system frameworks autorelease for us is freed on every way out.
+    auto run = [&] { status = runCommandLine(argc, argv); };
+    Vesk::threadPlatform::inReleaseScope(run);
     return status;
 }

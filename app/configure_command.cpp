@@ -1,7 +1,7 @@
 #include "app/commands.h"
 #include "app/state_file.h"
 
-#include "hosting/editor_session.h"
+#include "hosting/editor/editor_session.h"
 
 bool runConfigureCommand(VSTGlobals& globals) {
     if (!globals.plugin)

@@ -1,6 +1,6 @@
 #include "app/commands.h"
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <cstdio>
 

@@ -3,7 +3,7 @@
 
 #include "audio/framing.h"
 #include "audio/vst_process.h"
-#include "hosting/editor_session.h"
+#include "hosting/editor/editor_session.h"
 #include "support/thread.h"
 
 #include <cstdio>

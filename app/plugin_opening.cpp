@@ -1,6 +1,6 @@
 #include "app/plugin_opening.h"
 
-#include "hosting/module_library.h"
+#include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
 
 #include <cstdio>

@@ -20,3 +20,16 @@ function(vst_adapter_platform_filter out_var)
   endforeach()
   set(${out_var} "${kept}" PARENT_SCOPE)
 endfunction()
+
+if(VST_ADAPTER_PLATFORM STREQUAL "mac")
+  # The .mm files manage Objective-C objects by hand (retain, release, autorelease), not by ARC.
+  enable_language(OBJCXX)
+  add_compile_options($<$<COMPILE_LANGUAGE:OBJCXX>:-fno-objc-arc>)
+endif()
+
+# Links a system framework by name on macOS ("-framework Name").
+function(vst_adapter_link_frameworks target)
+  foreach(framework IN LISTS ARGN)
+    target_link_libraries(${target} PRIVATE "$<LINK_LIBRARY:FRAMEWORK,${framework}>")
+  endforeach()
+endfunction()

@@ -1,11 +1,11 @@
 #include "hosting/plugin_host.h"
 
 #include "audio/stream_format.h"
-#include "hosting/editor_window.h"
+#include "hosting/editor/editor_window.h"
 #include "hosting/guarded_call.h"
-#include "hosting/module_library.h"
-#include "hosting/speaker_layout.h"
-#include "hosting/vst3_module.h"
+#include "hosting/module/module_library.h"
+#include "hosting/vst2/speaker_layout.h"
+#include "hosting/vst3/vst3_module.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,8 +11,8 @@ class ModuleLibrary;
 class EditorWindow;
 class Vst3Module;
 struct StreamFormat;
-namespace Steinberg::Vst {
-class Vst2Wrapper;
+namespace vst3 {
+class Vst3Bridge;
 }
 
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
@@ -69,7 +69,7 @@ class PluginHost {
     // A VST 3 plug-in's module; released last, after `effClose` has deleted the wrapper.
     std::shared_ptr<Vst3Module> module;
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
-    Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
+    vst3::Vst3Bridge* wrapper = nullptr;
 
     bool active = false;
     int32_t sampleRate = 0;

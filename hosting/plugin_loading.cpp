@@ -3,8 +3,8 @@
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
-#include "hosting/vst2_wrapper.h"
-#include "hosting/vst3_module.h"
+#include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_module.h"
 
 #include <cstring>
 
@@ -75,7 +75,7 @@ bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
         Steinberg::TUID classId;
         std::memcpy(classId, info.classId.data(), sizeof classId);
         auto* wrapper =
-            Steinberg::Vst::Vst2Wrapper::create(&host.module->factory(), classId, 0, hostCallback);
+            vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
         if (wrapper == nullptr)
             continue;
         host.wrapper = wrapper;

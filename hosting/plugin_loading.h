@@ -1,7 +1,7 @@
 #pragma once
 
-#include "hosting/module_library.h"
-#include "hosting/vst2_abi.h"
+#include "hosting/module/module_library.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <memory>
 #include <string>

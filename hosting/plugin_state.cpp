@@ -1,7 +1,7 @@
 #include "hosting/plugin_state.h"
 
 #include "hosting/plugin_host.h"
-#include "hosting/vst3_state.h"
+#include "hosting/vst3/vst3_state.h"
 
 #include <cstring>
 

@@ -4,22 +4,8 @@
 #include "support/wide_text.h"
 
 #include <cstdlib>
-#include <pwd.h>
-#include <unistd.h>
 
 namespace Vesk::platformFolders {
-namespace {
-
-std::string homeFolder() {
-    if (const char* home = std::getenv("HOME"); home && *home)
-        return home;
-    // Services started without a login environment still have an entry in the user database.
-    if (const passwd* entry = ::getpwuid(::getuid()); entry && entry->pw_dir)
-        return entry->pw_dir;
-    return "/";
-}
-
-} // namespace
 
 std::wstring systemTemporaryRoot() {
     const char* tmp = std::getenv("TMPDIR");

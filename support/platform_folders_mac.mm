@@ -3,7 +3,6 @@
 #include "support/file_paths.h"
 #include "support/wide_text.h"
 
-#include <cstdlib>
 #include <unistd.h>
 
 namespace Vesk::platformFolders {
@@ -18,8 +17,7 @@ std::wstring systemTemporaryRoot() {
 }
 
 std::wstring applicationDataRoot() {
-    const char* home = std::getenv("HOME");
-    return withTrailingSeparator(fromUtf8(home ? home : "") + L"/Library");
+    return withTrailingSeparator(fromUtf8(homeFolder()) + L"/Library");
 }
 
 } // namespace Vesk::platformFolders

@@ -65,7 +65,9 @@ void thread::start(const threadScheduling& schedule, void* argument) {
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_JOINABLE);
-    threadPlatform::setQualityOfService(attributes, schedule.qosClass, schedule.relativePriority);
+    threadPlatform::setSchedulingAttributes(attributes, schedule.qosClass,
+                                            schedule.relativePriority, schedule.policy,
+                                            schedule.parameter);
     auto record = std::make_unique<startRecord>(startRecord{this, argument});
     // Set before the thread exists, so that its body may ask isCurrent() without a race.
     running = true;
@@ -88,12 +90,8 @@ void thread::body(void* argument) {
     if (!threadName.empty())
         threadPlatform::setCurrentThreadName(
             platformThreadName(threadName, threadPlatform::threadNameLimit()));
-    threadPlatform::applyQualityOfServiceOnThread(scheduling.qosClass, scheduling.relativePriority);
-    // Set by the thread itself rather than through the attributes: glibc's attributes take only
-    // SCHED_OTHER and the real-time policies, and a policy the caller may not use (EPERM) then
-    // leaves the thread running with the inherited one instead of failing the start.
-    if (scheduling.policy >= 0)
-        ::pthread_setschedparam(::pthread_self(), scheduling.policy, &scheduling.parameter);
+    threadPlatform::applySchedulingOnThread(scheduling.qosClass, scheduling.relativePriority,
+                                            scheduling.policy, scheduling.parameter);
     currentAborterScope abortScope(stopper);
     struct call {
         thread* self;

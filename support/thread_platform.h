@@ -38,15 +38,23 @@ size_t threadNameLimit();
 // Sets the calling thread's name; `name` already fits threadNameLimit().
 void setCurrentThreadName(const std::string& name);
 
-// Quality of service: macOS puts it into the attributes, Linux applies it on the new thread.
-void setQualityOfService(pthread_attr_t& attributes, uint32_t qosClass, int32_t relativePriority);
-void applyQualityOfServiceOnThread(uint32_t qosClass, int32_t relativePriority);
+// Quality of service, then the policy and its parameter when `policy` is not negative: macOS
+// puts them into the new thread's attributes, Linux applies them on the new thread itself.
+void setSchedulingAttributes(pthread_attr_t& attributes, uint32_t qosClass,
+                             int32_t relativePriority, int policy, const sched_param& parameter);
+void applySchedulingOnThread(uint32_t qosClass, int32_t relativePriority, int policy,
+                             const sched_param& parameter);
 
 // The calling thread's class, to start another thread like it. Linux answers 0 (inherit): a
 // new thread starts with its creator's nice value anyway.
 uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority);
 
-// Runs body(context) inside an autorelease scope where the platform has one.
+// Runs body(context) inside an autorelease scope where the platform has one. Objects the scope
+// collects are freed only when the body returns normally: bodies catch their own exceptions.
 void runInReleaseScope(void (*body)(void*), void* context);
+
+template <typename Body> void inReleaseScope(Body& body) {
+    runInReleaseScope([](void* context) { (*static_cast<Body*>(context))(); }, &body);
+}
 
 } // namespace Vesk::threadPlatform

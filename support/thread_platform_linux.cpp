@@ -24,8 +24,9 @@ void setCurrentThreadName(const std::string& name) {
     ::pthread_setname_np(::pthread_self(), name.c_str());
 }
 
-void setQualityOfService(pthread_attr_t&, uint32_t, int32_t) {
-    // Attributes cannot carry a nice value; the new thread applies it to itself.
+void setSchedulingAttributes(pthread_attr_t&, uint32_t, int32_t, int, const sched_param&) {
+    // Attributes cannot carry a nice value; the new thread applies it to itself, and the policy
+    // with it (applySchedulingOnThread).
 }
 
 namespace {
@@ -43,9 +44,8 @@ int niceForClass(uint32_t qosClass) {
         return 0;
     }
 }
-} // namespace
 
-void applyQualityOfServiceOnThread(uint32_t qosClass, int32_t relativePriority) {
+void applyQualityOfService(uint32_t qosClass, int32_t relativePriority) {
     if (qosClass == 0)
         return;
     if (qosClass == qosBackground) {
@@ -56,6 +56,18 @@ void applyQualityOfServiceOnThread(uint32_t qosClass, int32_t relativePriority) 
     // On Linux the nice value belongs to the thread whose id is given. Raising priority needs
     // privileges; without them the thread keeps the nice value it inherited.
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), nice);
+}
+
+} // namespace
+
+void applySchedulingOnThread(uint32_t qosClass, int32_t relativePriority, int policy,
+                             const sched_param& parameter) {
+    applyQualityOfService(qosClass, relativePriority);
+    // Set by the thread itself rather than through the attributes: glibc's attributes take only
+    // SCHED_OTHER and the real-time policies, and a policy the caller may not use (EPERM) then
+    // leaves the thread running with the inherited one instead of failing the start.
+    if (policy >= 0)
+        ::pthread_setschedparam(::pthread_self(), policy, &parameter);
 }
 
 uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority) {

@@ -20,15 +20,19 @@ bool createPipe(int fds[2]) {
 }
 
 void prepareForThreads() {
-    // Cocoa switches to multithreaded mode once any NSThread has been started.
+    // Cocoa switches to multithreaded mode once any NSThread has been started; this one has
+    // nothing to do. A running thread keeps itself alive, so our reference can go at once.
     if (![NSThread isMultiThreaded]) {
-        NSThread* nothing = [[NSThread alloc] initWithBlock:^{
-        }];
+        NSThread* nothing = [[NSThread alloc] init];
         [nothing start];
+        [nothing release];
     }
 }
 
-size_t threadNameLimit() { return 63; }
+// MAXTHREADNAMESIZE less the terminating zero.
+size_t threadNameLimit() {
+    return 63;
+}
 
 void setCurrentThreadName(const std::string& name) {
     @autoreleasepool {
@@ -36,17 +40,23 @@ void setCurrentThreadName(const std::string& name) {
     }
 }
 
-void setQualityOfService(pthread_attr_t& attributes, uint32_t qosClass, int32_t relativePriority) {
+void setSchedulingAttributes(pthread_attr_t& attributes, uint32_t qosClass,
+                             int32_t relativePriority, int policy, const sched_param& parameter) {
     if (qosClass != 0)
-        ::pthread_attr_set_qos_class_np(&attributes, static_cast<qos_class_t>(qosClass), relativePriority);
+        ::pthread_attr_set_qos_class_np(&attributes, static_cast<qos_class_t>(qosClass),
+                                        relativePriority);
+    if (policy >= 0) {
+        ::pthread_attr_setschedpolicy(&attributes, policy);
+        ::pthread_attr_setschedparam(&attributes, &parameter);
+    }
 }
 
-void applyQualityOfServiceOnThread(uint32_t, int32_t) {}
+void applySchedulingOnThread(uint32_t, int32_t, int, const sched_param&) {}
 
 uint32_t qualityOfServiceOfCallingThread(int32_t& relativePriority) {
     qos_class_t qosClass = QOS_CLASS_UNSPECIFIED;
     int relative = 0;
-    if (pthread_get_qos_class_np(pthread_self(), &qosClass, &relative) != 0)
+    if (::pthread_get_qos_class_np(::pthread_self(), &qosClass, &relative) != 0)
         return 0;
     relativePriority = relative;
     return static_cast<uint32_t>(qosClass);

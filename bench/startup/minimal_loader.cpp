@@ -1,6 +1,6 @@
 // The least a host can do to start a plug-in: load, open, resume, suspend, close. The start-up
 // benchmark compares "vst-adapter test" with this.
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <cstdio>
 #include <dlfcn.h>

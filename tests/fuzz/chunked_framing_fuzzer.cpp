@@ -10,7 +10,7 @@
 
 #include "app/commands.h"
 #include "app/vst_globals.h"
-#include "hosting/module_library.h"
+#include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
 #include "support/stream.h"
 #include "support/stream_memory.h"

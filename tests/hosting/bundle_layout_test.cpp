@@ -1,4 +1,4 @@
-#include "hosting/bundle_layout.h"
+#include "hosting/module/bundle_layout.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <functional>
 #include <string>

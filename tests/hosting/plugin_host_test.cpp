@@ -3,7 +3,7 @@
 #include "audio/stream_format.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
-#include "hosting/speaker_layout.h"
+#include "hosting/vst2/speaker_layout.h"
 
 #include <gtest/gtest.h>
 

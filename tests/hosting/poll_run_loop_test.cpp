@@ -1,6 +1,6 @@
-#include "hosting/main_thread.h"
-#include "hosting/main_thread_queue_linux.h"
-#include "hosting/poll_run_loop.h"
+#include "hosting/editor/main_thread.h"
+#include "hosting/editor/main_thread_queue_linux.h"
+#include "hosting/editor/poll_run_loop.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The in-tree test plug-ins, loaded directly: the exports and record fields that host tests
 // take for granted when they pick a module and a TEST_EFFECT word.
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "hosting/vst2_abi.h"
-#include "hosting/vst2_wrapper.h"
-#include "hosting/vst3_module.h"
+#include "hosting/vst2/vst2_abi.h"
+#include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_module.h"
 #include "tests/common/vst3_bundles.h"
 #include "tests/hosting/vst3_test_environment.h"
 
@@ -74,7 +74,7 @@ class BridgeRig {
                 continue;
             Steinberg::TUID id;
             std::memcpy(id, info.classId.data(), sizeof id);
-            wrapper = Steinberg::Vst::Vst2Wrapper::create(&module->factory(), id, 0,
+            wrapper = vst3::Vst3Bridge::create(&module->factory(), id, 0,
                                                           &RecordingHost::callback);
         }
         if (wrapper != nullptr) {
@@ -132,7 +132,7 @@ class BridgeRig {
     std::string logPath;
     Vst3TestEnvironment environment;
     std::shared_ptr<Vst3Module> module;
-    Steinberg::Vst::Vst2Wrapper* wrapper = nullptr;
+    vst3::Vst3Bridge* wrapper = nullptr;
     AEffect* effect = nullptr;
     RecordingHost host;
 

@@ -1,5 +1,5 @@
 // The VST 3 module loader against the in-tree test module, loaded into this process.
-#include "hosting/vst3_module.h"
+#include "hosting/vst3/vst3_module.h"
 #include "tests/common/vst3_bundles.h"
 #include "tests/hosting/vst3_test_environment.h"
 

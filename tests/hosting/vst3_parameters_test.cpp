@@ -1,7 +1,7 @@
 // Parameter plumbing of the VST 3 bridge: which parameters VST 2 sees, and the queues between
 // the host's threads and the processor.
-#include "hosting/vst3_parameter_changes.h"
-#include "hosting/vst3_parameter_map.h"
+#include "hosting/vst3/vst3_parameter_changes.h"
+#include "hosting/vst3/vst3_parameter_map.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The Linux run loop editors register with: descriptors fire when readable, registrations are
 // counted references, and handlers may unregister from inside their own callback.
-#include "hosting/vst3_com.h"
-#include "hosting/vst3_run_loop.h"
+#include "hosting/vst3/vst3_com.h"
+#include "hosting/vst3/vst3_run_loop.h"
 #include "tests/common/test_pipe.h"
 
 #include "pluginterfaces/gui/iplugview.h"

@@ -1,7 +1,7 @@
 // The pure translations of the VST 3 bridge: speaker arrangements, the chunk layout and text.
-#include "hosting/vst3_chunk.h"
-#include "hosting/vst3_speakers.h"
-#include "hosting/vst3_text.h"
+#include "hosting/vst3/vst3_chunk.h"
+#include "hosting/vst3/vst3_speakers.h"
+#include "hosting/vst3/vst3_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 #include "tests/plugins/call_log.h"
 #include "tests/plugins/effect_options.h"
 

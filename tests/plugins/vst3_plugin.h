@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/vst3_com.h"
+#include "hosting/vst3/vst3_com.h"
 #include "tests/plugins/call_log.h"
 #include "tests/plugins/vst3_options.h"
 

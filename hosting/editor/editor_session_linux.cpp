@@ -1,0 +1,187 @@
+#include "hosting/editor/editor_session.h"
+
+#include "hosting/editor/editor_placement.h"
+#include "hosting/editor/main_thread_queue_linux.h"
+#include "hosting/editor/poll_run_loop.h"
+#include "hosting/editor/x11_editor_window_linux.h"
+#include "hosting/plugin_host.h"
+#include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_run_loop.h"
+
+#include <X11/Xlib.h>
+
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+
+// Linux editors draw and take input only when the host idles them; macOS editors run on the
+// system's own run loop and need no timer. About 30 Hz, as hosts commonly do.
+constexpr auto idleInterval = std::chrono::milliseconds(33);
+
+struct DisplayCloser {
+    void operator()(Display* display) const { XCloseDisplay(display); }
+};
+using DisplayConnection = std::unique_ptr<Display, DisplayCloser>;
+
+// What must still happen when the display goes away under us: X gives its handler no context.
+const std::function<void()>* terminateOnLostDisplay = nullptr;
+
+// Plug-in editors provoke X errors (a stale window id, a missing extension); none of them is a
+// reason to lose the user's session.
+int reportXError(Display* display, XErrorEvent* error) {
+    char text[256] = {};
+    XGetErrorText(display, error->error_code, text, sizeof text);
+    std::fprintf(stderr, "X error in the editor (ignored): %s (request %d.%d)\n", text,
+                 error->request_code, error->minor_code);
+    return 0;
+}
+
+int onLostDisplay(Display*) {
+    std::fputs("Lost the connection to the X display\n", stderr);
+    if (terminateOnLostDisplay != nullptr)
+        (*terminateOnLostDisplay)();
+    std::fflush(nullptr);
+    ::_exit(255);
+}
+
+// SIGTERM and SIGINT end the session like closing the window. A handler may only write to a
+// descriptor; the run loop does the rest.
+int stopSignalWriteEnd = -1;
+
+void onStopSignal(int) {
+    const char signalled = 1;
+    [[maybe_unused]] const auto written = ::write(stopSignalWriteEnd, &signalled, 1);
+}
+
+class StopSignals {
+  public:
+    StopSignals() {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+            throw std::system_error(errno, std::generic_category(),
+                                    "Could not watch for stop signals");
+        readEnd = ends[0];
+        stopSignalWriteEnd = ends[1];
+        struct sigaction action {};
+        action.sa_handler = onStopSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGTERM, &action, &previousTerm);
+        sigaction(SIGINT, &action, &previousInt);
+    }
+    ~StopSignals() {
+        sigaction(SIGTERM, &previousTerm, nullptr);
+        sigaction(SIGINT, &previousInt, nullptr);
+        ::close(stopSignalWriteEnd);
+        stopSignalWriteEnd = -1;
+        ::close(readEnd);
+    }
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    int descriptor() const { return readEnd; }
+
+  private:
+    int readEnd = -1;
+    struct sigaction previousTerm {};
+    struct sigaction previousInt {};
+};
+
+DisplayConnection openDisplay() {
+    // Editors may call Xlib from threads of their own; Xlib needs to know before any other call.
+    XInitThreads();
+    DisplayConnection display(XOpenDisplay(nullptr));
+    if (!display) {
+        const char* name = std::getenv("DISPLAY");
+        throw std::runtime_error(std::string("Cannot open the X display \"") + (name ? name : "") +
+                                 "\": the editor needs a graphical session");
+    }
+    return display;
+}
+
+int centred(int screenSize, int editorSize) {
+    return static_cast<int>(std::floor(centredOrigin(0, screenSize, editorSize)));
+}
+
+[[noreturn]] void finish(const std::function<void()>& terminate) {
+    terminate();
+    std::fflush(nullptr);
+    // Plug-in code may still run threads and exit handlers: leave without unloading anything.
+    ::_exit(0);
+}
+
+} // namespace
+
+bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
+    if (host.effect == nullptr || !host.hasEditorFlag())
+        return false;
+    const DisplayConnection display = openDisplay();
+    XSetErrorHandler(reportXError);
+    terminateOnLostDisplay = &terminate;
+    XSetIOErrorHandler(onLostDisplay);
+
+    int width = 0;
+    int height = 0;
+    host.editorSize(width, height);
+    const int screen = DefaultScreen(display.get());
+    const int screenWidth = DisplayWidth(display.get(), screen);
+    const int screenHeight = DisplayHeight(display.get(), screen);
+    // Before the window shows: whoever sees it may already ask the session to end.
+    const StopSignals stopSignals;
+    X11EditorWindow window(display.get(), centred(screenWidth, width),
+                           centred(screenHeight, height), width, height);
+    host.openEditor(window);
+    // Many Linux editors know their size only once open; the window is not shown yet, so it
+    // can still be centred for the size they settle on.
+    int openWidth = 0;
+    int openHeight = 0;
+    host.editorSize(openWidth, openHeight);
+    if (openWidth != width || openHeight != height)
+        window.setFrame(centred(screenWidth, openWidth), centred(screenHeight, openHeight),
+                        openWidth, openHeight);
+    window.show();
+    XFlush(display.get());
+
+    PollRunLoop loop;
+    auto handleXEvents = [&] {
+        while (XPending(display.get()) > 0) {
+            XEvent event;
+            XNextEvent(display.get(), &event);
+            if (window.isCloseRequest(event))
+                loop.stop();
+        }
+    };
+    loop.addDescriptor(ConnectionNumber(display.get()), handleXEvents);
+    loop.addDescriptor(MainThreadQueue::instance().wakeDescriptor(),
+                       [] { MainThreadQueue::instance().runPending(); });
+    loop.addDescriptor(stopSignals.descriptor(), [&] { loop.stop(); });
+    loop.addTimer(idleInterval, [&] {
+        host.idleStep();
+        // Replies read during idling leave events in Xlib's queue, where poll cannot see them.
+        handleXEvents();
+        XFlush(display.get());
+    });
+    if (host.wrapper != nullptr) {
+        // A VST 3 view's own descriptors and timers wake the loop; the editor idle runs them.
+        const Vst3RunLoop& viewLoop = host.wrapper->editorRunLoop();
+        loop.addDynamicSource({[&viewLoop] { return viewLoop.descriptors(); },
+                               [&viewLoop] { return viewLoop.millisecondsToNextTimer(); },
+                               [&] {
+                                   host.idleStep();
+                                   handleXEvents();
+                               }});
+    }
+    handleXEvents();
+    loop.run();
+    finish(terminate);
+}

@@ -1,0 +1,124 @@
+// macOS: the editor lives in an AppKit window on the application's run loop, which also draws
+// it: there is no idle timer. Closing the last window terminates the application, whose
+// delegate writes the settings back first.
+#include "hosting/editor/editor_session.h"
+
+#include "hosting/editor/editor_placement.h"
+#include "hosting/editor/editor_window.h"
+#include "hosting/plugin_host.h"
+
+#import <AppKit/AppKit.h>
+#include <dispatch/dispatch.h>
+
+#include <csignal>
+#include <functional>
+#include <initializer_list>
+
+@interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
+@property(nonatomic, assign) const std::function<void()>* g;
+@end
+
+@implementation VSTConfigDelegate
+- (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender {
+    return YES;
+}
+- (void)applicationWillTerminate:(NSNotification*)notification {
+    if (self.g != nullptr)
+        (*self.g)();
+}
+@end
+
+// VST 2 editors expect a parent view with its origin at the top left.
+@interface VSTViewFlipped : NSView
+@end
+
+@implementation VSTViewFlipped
+- (BOOL)isFlipped {
+    return YES;
+}
+@end
+
+@interface VSTWindow : NSWindow
+- (instancetype)initWithContentRect:(NSRect)rect;
+@end
+
+@implementation VSTWindow
+- (instancetype)initWithContentRect:(NSRect)rect {
+    // Titled and closable: no resize box, no miniaturise button.
+    self = [super initWithContentRect:rect styleMask:3 backing:NSBackingStoreBuffered defer:NO];
+    if (self)
+        [self setContentView:[[[VSTViewFlipped alloc] init] autorelease]];
+    return self;
+}
+- (instancetype)init {
+    self = [super init];
+    if (self) {
+        [self setStyleMask:3];
+        [self setContentView:[[[VSTViewFlipped alloc] init] autorelease]];
+    }
+    return self;
+}
+@end
+
+namespace {
+
+class AppKitEditorWindow final : public EditorWindow {
+  public:
+    explicit AppKitEditorWindow(VSTWindow* window) : window(window) {}
+    void setContentSize(int width, int height) override {
+        [window setContentSize:NSMakeSize(width, height)];
+    }
+    void* nativeHandle() const override { return (__bridge void*)[window contentView]; }
+
+  private:
+    VSTWindow* window;
+};
+
+// SIGTERM and SIGINT end the session as closing the window does: the delegate saves first.
+void terminateOnStopSignals() {
+    for (const int signalNumber : {SIGTERM, SIGINT}) {
+        std::signal(signalNumber, SIG_IGN);
+        dispatch_source_t source = dispatch_source_create(DISPATCH_SOURCE_TYPE_SIGNAL,
+                                                          static_cast<uintptr_t>(signalNumber), 0,
+                                                          dispatch_get_main_queue());
+        dispatch_source_set_event_handler(source, ^{
+          [NSApp terminate:nil];
+        });
+        // Kept for the life of the process, which ends with the session.
+        dispatch_resume(source);
+    }
+}
+
+} // namespace
+
+bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
+    if (host.effect == nullptr || !host.hasEditorFlag())
+        return false;
+    @autoreleasepool {
+        NSApplication* application = [NSApplication sharedApplication];
+        VSTConfigDelegate* delegate = [VSTConfigDelegate new];
+        delegate.g = &terminate;
+        [application setDelegate:delegate];
+
+        int width = 0;
+        int height = 0;
+        host.editorSize(width, height);
+        const NSRect screen = [[NSScreen mainScreen] frame];
+        const NSRect frame =
+            NSMakeRect(centredOrigin(screen.origin.x, screen.size.width, width),
+                       centredOrigin(screen.origin.y, screen.size.height, height), width, height);
+        VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
+        AppKitEditorWindow editorWindow(window);
+        host.openEditor(editorWindow);
+        terminateOnStopSignals();
+        [window orderFrontRegardless];
+        [window makeKeyWindow];
+        [application run];
+
+        // Only a stop request ends run without ending the process.
+        [application setDelegate:nil];
+        [window release];
+        [delegate release];
+    }
+    return false;
+}

@@ -1,0 +1,80 @@
+#include "hosting/vst3/vst3_state.h"
+
+#include "hosting/plugin_host.h"
+#include "hosting/vst3/vst3_bridge.h"
+
+#include "public.sdk/source/common/memorystream.h"
+#include "public.sdk/source/vst/vstpresetfile.h"
+
+#include <cstring>
+#include <limits>
+
+using namespace Steinberg;
+using namespace Steinberg::Vst;
+using vst3::Vst3Bridge;
+
+namespace {
+
+constexpr char presetMagic[4] = {'V', 'S', 'T', '3'};
+// One (uint32 id, float64 normalised value) record, native byte order, no padding.
+constexpr uint64_t recordBytes = sizeof(ParamID) + sizeof(ParamValue);
+static_assert(recordBytes == 12);
+
+bool isPresetImage(const uint8_t* bytes, uint64_t length) {
+    return length >= sizeof presetMagic && std::memcmp(bytes, presetMagic, sizeof presetMagic) == 0;
+}
+
+void applyRecords(Vst3Bridge& wrapper, const uint8_t* bytes, uint64_t length) {
+    for (uint64_t at = 0; at + recordBytes <= length; at += recordBytes) {
+        ParamID id;
+        ParamValue value;
+        std::memcpy(&id, bytes + at, sizeof id);
+        std::memcpy(&value, bytes + at + sizeof id, sizeof value);
+        wrapper.setParameterById(id, value);
+    }
+}
+
+} // namespace
+
+void loadVst3State(PluginHost& host, const uint8_t* bytes, uint64_t length) {
+    Vst3Bridge* wrapper = host.wrapper;
+    // Streams count in 32 bits; nothing we wrote is near that.
+    if (wrapper == nullptr || length == 0 ||
+        length > static_cast<uint64_t>(std::numeric_limits<int32>::max()))
+        return;
+    IPtr<MemoryStream> stream = owned(new MemoryStream);
+    stream->write(const_cast<uint8_t*>(bytes), static_cast<int32>(length), nullptr);
+    stream->seek(0, IBStream::kIBSeekSet, nullptr);
+
+    const Vst3Bridge::StateLoad loading(*wrapper);
+    // Held for the call, so that nothing the plug-in does meanwhile can free them.
+    const IPtr<IComponent> component(wrapper->component());
+    const IPtr<IEditController> controller(wrapper->controller());
+    if (isPresetImage(bytes, length)) {
+        PresetFile::loadPreset(stream, wrapper->classId(), component, controller);
+        return;
+    }
+    if (!controller)
+        return;
+    // Anything else is the controller's own state, or, when it knows no such thing, a list of
+    // id/value records; the records reach the processor with the next block.
+    if (controller->setState(stream) != kNotImplemented || length % recordBytes != 0)
+        return;
+    applyRecords(*wrapper, bytes, length);
+}
+
+std::vector<uint8_t> saveVst3State(PluginHost& host) {
+    Vst3Bridge* wrapper = host.wrapper;
+    if (wrapper == nullptr)
+        return {};
+    // Values still queued reach the component first, so the image holds them.
+    host.prime();
+    wrapper->settleParameters();
+    IPtr<MemoryStream> stream = owned(new MemoryStream);
+    const IPtr<IComponent> component(wrapper->component());
+    const IPtr<IEditController> controller(wrapper->controller());
+    if (!PresetFile::savePreset(stream, wrapper->classId(), component, controller, nullptr, -1))
+        return {};
+    const auto* first = reinterpret_cast<const uint8_t*>(stream->getData());
+    return {first, first + stream->getSize()};
+}
