@@ -2,7 +2,7 @@
 // standard input, convert to float, call processReplacing on blocks of 512 frames, convert back
 // and write standard output. No tail, no options, no checks beyond what keeps it running. The
 // light-plug-in benchmark compares "vst-adapter process" with this on the same bytes.
-#include "hosting/vst2_abi.h"
+#include "hosting/vst2/vst2_abi.h"
 
 #include <algorithm>
 #include <cstdio>
