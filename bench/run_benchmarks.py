@@ -145,7 +145,7 @@ def need_identity():
         sys.exit("%s is missing: build the dev preset with the tests (scripts/bench does)" % IDENTITY)
 
 
-def pipe(rounds=5, total=GIB):
+def pipe(rounds=7, total=GIB):
     """1 GiB of 16-bit stereo through the identity plug-in, against cat, over the same pipes:
     producer | cat | consumer is the floor (the producer and consumer move bytes as cat does,
     and count them)."""
@@ -153,16 +153,18 @@ def pipe(rounds=5, total=GIB):
     env = identity_env()
     with tempfile.TemporaryDirectory(prefix="bench-pipe-") as directory:
         block = block_file(directory)
-        ours, reference = [], []
+        ours, reference, cpu = [], [], {"cat": [], "adapter": []}
         for _ in range(rounds):
-            seconds, seen, _ = through_pipes(["cat"], total, block)
+            seconds, seen, usage = through_pipes(["cat"], total, block)
             if seen != total:
                 sys.exit("cat passed %d of %d bytes" % (seen, total))
             reference.append(seconds)
-            seconds, seen, _ = through_pipes(identity_process(), total, block, env)
+            cpu["cat"].append(usage.ru_utime + usage.ru_stime)
+            seconds, seen, usage = through_pipes(identity_process(), total, block, env)
             if seen != total:
                 sys.exit("the adapter passed %d of %d bytes" % (seen, total))
             ours.append(seconds)
+            cpu["adapter"].append(usage.ru_utime + usage.ru_stime)
     a, c = statistics.median(ours), statistics.median(reference)
     print("pipe: %d MiB of 16-bit stereo, producer | X | consumer, median of %d interleaved runs"
           % (total // MIB, rounds))
@@ -170,6 +172,8 @@ def pipe(rounds=5, total=GIB):
     print("  %-44s %8.2f s %9.0f MB/s" % ("vst-adapter process (identity plug-in)", a, total / a / 1e6))
     print("  ratio (adapter time / cat time): %.2fx   target: <= 1.2x" % (a / c))
     print("  per-run ratios: %s" % " ".join("%.2f" % (x / y) for x, y in zip(ours, reference)))
+    print("  CPU of X alone (user + system, median): cat %.2f s, adapter %.2f s"
+          % (statistics.median(cpu["cat"]), statistics.median(cpu["adapter"])))
 
 
 def memory():
