@@ -1,5 +1,7 @@
 #include "app/adapter_main.h"
 
+#include "app/fatal_reports.h"
+#include "app/usage.h"
 #include "app/vst_globals.h"
 #include "support/standard_streams.h"
 #include "support/thread_platform.h"
@@ -21,6 +23,7 @@ int runWithProtectedOutput(int argc, const char* const* argv) {
     globals.arguments = argumentsFromCommandLine(argc, argv);
     globals.output = Vesk::standardOutput();
     globals.input = Vesk::standardInput();
+    setOutputToFlushOnExit(globals.output);
     const bool succeeded = mainWithGlobals(globals);
     // Data the output still buffers must reach the parent before we report success.
     if (globals.output)
@@ -33,8 +36,14 @@ int runCommandLine(int argc, const char* const* argv) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
     }
+    // Never plug-in commands, so the parent's protocol is untouched; standard output is still ours.
+    if (isUsageWord(argv[1])) {
+        printUsage(argv[1]);
+        return 0;
+    }
     // A parent that stops reading must show up as a write error, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
+    installFatalReports();
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);
@@ -42,6 +51,8 @@ int runCommandLine(int argc, const char* const* argv) {
         std::fprintf(stderr, "%s\n", error.what());
         status = failureStatus;
     }
+    // The plug-in is closed and unloaded by now: what exits from here on is ours.
+    markNormalExit();
     Vesk::resetStandardStreams();
     return status;
 }

@@ -4,6 +4,9 @@
 
 // The commands that run on a loaded plug-in. Each yields true for success.
 bool runInfoCommand(VSTGlobals& globals);
+// One line per parameter on standard error: number, name, normalised value, display text and
+// unit, separated by tabs.
+bool runParamsCommand(VSTGlobals& globals);
 bool runProcessCommand(VSTGlobals& globals);
 bool runConfigureCommand(VSTGlobals& globals);
 bool runConfigureLiveCommand(VSTGlobals& globals);

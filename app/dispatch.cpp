@@ -2,6 +2,7 @@
 #include "app/plugin_opening.h"
 #include "app/state_file.h"
 #include "app/vst_globals.h"
+#include "hosting/plugin_stage.h"
 
 #include "support/errors.h"
 #include "support/file_stream.h"
@@ -66,10 +67,13 @@ bool mainWithGlobals(VSTGlobals& globals) {
     // Read even for a word that turns out to be unknown: the plug-in is already loaded.
     if (const auto dataPath = findArgument(globals.arguments, "--data")) {
         globals.dataPath = *dataPath;
+        const pluginStageScope stage(pluginStage::opening);
         loadStateFile(globals);
     }
     if (command == "info")
         return runInfoCommand(globals);
+    if (command == "params")
+        return runParamsCommand(globals);
     if (command == "process")
         return runProcessCommand(globals);
     if (command == "configure")

@@ -4,6 +4,7 @@
 #include "audio/framing.h"
 #include "audio/vst_process.h"
 #include "hosting/editor/editor_session.h"
+#include "hosting/plugin_stage.h"
 #include "support/thread.h"
 
 #include <cstdio>
@@ -15,6 +16,7 @@ namespace {
 // The worker only drives the plug-in: the parent hears nothing back, so failures end the worker
 // with a line on standard error (no line end, as the parent reads it) and the editor stays.
 void runLiveWorker(VSTGlobals& globals) noexcept {
+    const pluginStageScope stage(pluginStage::processing);
     try {
         if (!globals.plugin)
             throw std::runtime_error("no VST set");
@@ -35,6 +37,7 @@ bool runConfigureLiveCommand(VSTGlobals& globals) {
     // As urgent as the thread that asked for the session.
     worker.start(Vesk::schedulingOfCallingThread());
     // Closing the editor ends the process here, whatever the worker is doing.
+    const pluginStageScope stage(pluginStage::editor);
     const bool shown = globals.plugin &&
                        runEditorWindow(*globals.plugin, [&globals] { saveStateToFile(globals); });
     // Only without an editor do we get here: the worker is stopped, also inside a read.

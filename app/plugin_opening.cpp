@@ -2,6 +2,7 @@
 
 #include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/plugin_stage.h"
 
 #include <cstdio>
 
@@ -45,6 +46,7 @@ void openPluginFromArguments(VSTGlobals& globals, const std::string& path) {
     const int wanted = version ? getIntOption(globals.arguments, "--vst-version") : 0;
     const bool allowVst3 = !version || wanted == 3;
     const bool allowVst2 = !version || wanted == 2;
+    const pluginStageScope stage(pluginStage::loading);
     if (allowVst3)
         globals.plugin = tryVst3(globals, path);
     if (!globals.plugin && allowVst2)

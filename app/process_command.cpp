@@ -1,8 +1,10 @@
 #include "app/commands.h"
+#include "app/fatal_reports.h"
 
 #include "audio/framing.h"
 #include "audio/stream_format.h"
 #include "audio/vst_process.h"
+#include "hosting/plugin_stage.h"
 #include "support/buffered_streams.h"
 #include "support/pipe_buffer.h"
 #include "support/stream_unix.h"
@@ -65,6 +67,8 @@ bool runProcessCommand(VSTGlobals& globals) {
     auto input = std::make_shared<Vesk::bufferedStreamIn>(globals.input, output, transferBytes);
     globals.output = output;
     globals.input = input;
+    setOutputToFlushOnExit(output);
+    const pluginStageScope stage(pluginStage::processing);
 
     auto processor = makeProcessor(globals);
     const bool formatSet = applyFormatFromOptions(*processor, globals.arguments);

@@ -7,7 +7,9 @@
 #include "support/thread_abort.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -18,6 +20,10 @@ enum chunkCommand : uint32_t { audio = 1, state = 2, format = 3, tail = 4, reope
 constexpr uint32_t chunkHeaderBytes = 8;
 // A length is only a claim: the payload buffer grows from this size as bytes really arrive.
 constexpr uint64_t firstPayloadPiece = 1 << 16;
+// Payloads nobody reads pass through a buffer of this size, whatever their length.
+constexpr uint64_t discardPiece = 1 << 16;
+// A tail up to this size waits in memory for its length reply; a longer one waits on disk.
+constexpr size_t tailInMemory = 1 << 20;
 
 [[noreturn]] void formatNotSet() {
     throw std::runtime_error("audio format not set");
@@ -63,40 +69,145 @@ bool readPayload(Vesk::streamIn& input, std::vector<uint8_t>& payload, uint64_t 
     return true;
 }
 
-void processPayload(vstProcessShared& processor, const uint8_t* data, uint64_t length) {
-    const uint64_t block = processor.inputBlockBytes();
-    uint64_t offset = 0;
-    do {
-        const uint64_t piece = block != 0 ? std::min(block, length - offset) : length - offset;
-        if (piece > 0)
-            processor.processBytes(data + offset, piece);
-        offset += piece;
-    } while (offset < length);
+// A format record the command line could not have given never reaches the plug-in: a rate of
+// 2^31 or no channels at all breaks plug-ins and the frame arithmetic alike.
+void checkFormatLimits(const StreamFormat& record) {
+    if (!withinStreamLimits(record))
+        throw std::runtime_error("unsupported stream format");
 }
+
+// The tail of a chunked reply: its length goes first, so the bytes wait here as they are
+// rendered; in memory while short, in an anonymous temporary file beyond that.
+class tailSpool {
+  public:
+    void append(const uint8_t* data, uint64_t length) {
+        total += length;
+        // Stops the rendering as soon as the reply could not say the length.
+        if (total > std::numeric_limits<uint32_t>::max())
+            throw Vesk::invalid_input();
+        if (file == nullptr && memory.size() + length <= tailInMemory) {
+            memory.insert(memory.end(), data, data + length);
+            return;
+        }
+        if (file == nullptr) {
+            file.reset(std::tmpfile());
+            if (file == nullptr)
+                throw Vesk::file_access_error();
+            put(memory.data(), memory.size());
+            std::vector<uint8_t>().swap(memory);
+        }
+        put(data, length);
+    }
+
+    uint64_t size() const { return total; }
+
+    void copyTo(Vesk::streamOut& out, std::vector<uint8_t>& piece) {
+        if (file == nullptr) {
+            if (!memory.empty())
+                out.write(memory.data(), memory.size());
+            return;
+        }
+        std::rewind(file.get());
+        piece.resize(discardPiece);
+        for (uint64_t left = total; left > 0;) {
+            const size_t wanted = static_cast<size_t>(std::min<uint64_t>(left, piece.size()));
+            if (std::fread(piece.data(), 1, wanted, file.get()) != wanted)
+                throw Vesk::file_access_error();
+            out.write(piece.data(), wanted);
+            left -= wanted;
+        }
+    }
+
+  private:
+    struct fileCloser {
+        void operator()(std::FILE* f) const { std::fclose(f); }
+    };
+
+    void put(const uint8_t* data, uint64_t length) {
+        if (length != 0 && std::fwrite(data, 1, length, file.get()) != length)
+            throw Vesk::file_access_error();
+    }
+
+    std::vector<uint8_t> memory;
+    std::unique_ptr<std::FILE, fileCloser> file;
+    uint64_t total = 0;
+};
+
+// Reads one message's payload the way its command needs it: audio block by block straight into
+// the processor, settings whole, everything else thrown away in fixed pieces. No reader holds
+// more than one block or one piece, except for settings, which the plug-in takes whole.
+class payloadReader {
+  public:
+    explicit payloadReader(Vesk::streamIn& input) : input(input) {}
+
+    // False when the input ends first.
+    bool discard(uint64_t length) {
+        scratch.resize(discardPiece);
+        while (length > 0) {
+            const uint64_t wanted = std::min<uint64_t>(length, scratch.size());
+            if (input.read(scratch.data(), wanted) < wanted)
+                return false;
+            length -= wanted;
+        }
+        return true;
+    }
+
+    bool whole(uint64_t length) { return readPayload(input, scratch, length); }
+    const uint8_t* data() const { return scratch.data(); }
+    std::vector<uint8_t>& buffer() { return scratch; }
+
+    // Hands the audio to the processor in blocks as it arrives; false when the input ends
+    // first (the whole blocks before that have been processed).
+    bool audio(vstProcessShared& processor, uint64_t length) {
+        const uint64_t block = processor.inputBlockBytes();
+        if (block == 0 || processor.byteBufferSize() < block)
+            return discard(length);
+        while (length > 0) {
+            const uint64_t piece = std::min(block, length);
+            if (input.read(processor.byteBuffer(), piece) < piece)
+                return false;
+            processor.processBytes(processor.byteBuffer(), piece);
+            length -= piece;
+        }
+        return true;
+    }
+
+  private:
+    Vesk::streamIn& input;
+    std::vector<uint8_t> scratch;
+};
 
 class chunkedSession {
   public:
-    chunkedSession(vstProcessShared& processor, bool formatSet)
-        : processor(processor), formatSet(formatSet) {}
+    chunkedSession(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet)
+        : processor(processor), payload(input), formatSet(formatSet) {}
 
-    void run(uint32_t command, const uint8_t* payload, uint64_t length) {
+    // False when the input ended inside the payload. The command and length are judged before
+    // any of the payload is read, so a bad message costs nothing however long it claims to be.
+    bool run(uint32_t command, uint32_t length) {
         switch (command) {
         case audio:
-            processAudio(payload, length);
-            break;
+            return processAudio(length);
         case state:
+            if (!payload.whole(length))
+                return false;
             if (length != 0)
-                processor.applyState(payload, length);
-            break;
+                processor.applyState(payload.data(), length);
+            return true;
         case format:
-            applyFormat(payload, length);
-            break;
+            return applyFormat(length);
         case tail:
+            if (!formatSet)
+                formatNotSet();
+            if (!payload.discard(length))
+                return false;
             sendTail();
-            break;
+            return true;
         case reopen:
+            if (!payload.discard(length))
+                return false;
             processor.reopenPlugin();
-            break;
+            return true;
         default:
             throw std::runtime_error("unknown command");
         }
@@ -105,19 +216,24 @@ class chunkedSession {
   private:
     bool replies() const { return processor.output() != nullptr && !processor.outputMuted(); }
 
-    void processAudio(const uint8_t* payload, uint64_t length) {
+    bool processAudio(uint64_t length) {
         if (!formatSet)
             formatNotSet();
-        processPayload(processor, payload, length);
+        if (!payload.audio(processor, length))
+            return false;
         if (replies())
             Vesk::writeInt32(*processor.output(), processor.latencyFrames());
         flushOutput(processor);
+        return true;
     }
 
-    void applyFormat(const uint8_t* payload, uint64_t length) {
+    bool applyFormat(uint64_t length) {
         if (length != streamFormatBytes)
             throw std::runtime_error("bad input");
-        StreamFormat record = decodeStreamFormat(payload);
+        if (!payload.whole(length))
+            return false;
+        StreamFormat record = decodeStreamFormat(payload.data());
+        checkFormatLimits(record);
         processor.setStreamFormat(record);
         // The parent learns of any change the plug-in made from the echo; no error here.
         if (replies()) {
@@ -126,27 +242,36 @@ class chunkedSession {
         }
         formatSet = true;
         flushOutput(processor);
+        return true;
     }
 
     void sendTail() {
-        if (!formatSet)
-            formatNotSet();
         Vesk::streamOut* out = processor.output();
         if (out == nullptr)
             return;
         // Sent even when muted: the parent asked and waits for the length.
-        const std::vector<uint8_t> bytes = processor.renderTail();
-        if (bytes.size() > std::numeric_limits<uint32_t>::max())
-            throw Vesk::invalid_input();
-        Vesk::writeInt32(*out, static_cast<uint32_t>(bytes.size()));
-        if (!bytes.empty())
-            out->write(bytes.data(), bytes.size());
+        tailSpool spool;
+        processor.renderTail(
+            [&spool](const uint8_t* data, uint64_t length) { spool.append(data, length); });
+        Vesk::writeInt32(*out, static_cast<uint32_t>(spool.size()));
+        spool.copyTo(*out, payload.buffer());
         out->flush();
     }
 
     vstProcessShared& processor;
+    payloadReader payload;
     bool formatSet;
 };
+
+// False when the input ended inside the header.
+bool readHeader(Vesk::streamIn& input, uint32_t& command, uint32_t& length) {
+    uint8_t header[chunkHeaderBytes];
+    if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
+        return false;
+    command = readLittle32(header);
+    length = readLittle32(header + 4);
+    return true;
+}
 
 } // namespace
 
@@ -160,63 +285,57 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
             break;
         processor.processBytes(processor.byteBuffer(), got);
     }
-    if (processor.output() == nullptr)
+    Vesk::streamOut* out = processor.output();
+    if (out == nullptr)
         return;
-    const std::vector<uint8_t> tail = processor.renderTail();
-    if (!tail.empty() && !processor.outputMuted())
-        processor.output()->write(tail.data(), tail.size());
-    processor.output()->flush();
+    // Each block of the tail leaves as it is rendered.
+    const bool muted = processor.outputMuted();
+    processor.renderTail([out, muted](const uint8_t* data, uint64_t length) {
+        if (!muted)
+            out->write(data, length);
+    });
+    out->flush();
 }
-
-namespace {
-
-enum class chunkRead { complete, inputEnded, payloadCut };
-
-// One message: its header, then its whole payload (the buffer grows as bytes arrive).
-chunkRead readChunk(Vesk::streamIn& input, std::vector<uint8_t>& payload, uint32_t& command,
-                    uint32_t& length) {
-    uint8_t header[chunkHeaderBytes];
-    if (input.read(header, chunkHeaderBytes) < chunkHeaderBytes)
-        return chunkRead::inputEnded;
-    command = readLittle32(header);
-    length = readLittle32(header + 4);
-    return readPayload(input, payload, length) ? chunkRead::complete : chunkRead::payloadCut;
-}
-
-} // namespace
 
 bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
-    chunkedSession session(processor, formatSet);
-    std::vector<uint8_t> payload;
+    chunkedSession session(processor, input, formatSet);
     uint32_t command = 0;
     uint32_t length = 0;
     for (;;) {
-        const chunkRead read = readChunk(input, payload, command, length);
-        if (read != chunkRead::complete) {
+        if (!readHeader(input, command, length)) {
             flushOutput(processor);
-            return read == chunkRead::inputEnded;
+            return true;
         }
-        session.run(command, payload.data(), length);
+        if (!session.run(command, length)) {
+            flushOutput(processor);
+            return false;
+        }
     }
 }
 
 void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input) {
-    std::vector<uint8_t> payload;
+    payloadReader payload(input);
     uint32_t command = 0;
     uint32_t length = 0;
     bool ready = false;
     for (;;) {
         Vesk::throwIfStopRequested();
-        if (readChunk(input, payload, command, length) != chunkRead::complete)
+        if (!readHeader(input, command, length))
             return;
-        Vesk::throwIfStopRequested();
         if (command == audio) {
-            if (ready)
-                processPayload(processor, payload.data(), length);
+            Vesk::throwIfStopRequested();
+            const bool complete =
+                ready ? payload.audio(processor, length) : payload.discard(length);
+            if (!complete)
+                return;
         } else if (command == format) {
             if (length != streamFormatBytes)
                 throw std::runtime_error("bad input");
+            if (!payload.whole(length))
+                return;
+            Vesk::throwIfStopRequested();
             StreamFormat record = decodeStreamFormat(payload.data());
+            checkFormatLimits(record);
             const uint32_t requestedInputs = record.inputChannels;
             processor.setStreamFormat(record);
             // A changed rate or output count is the plug-in's choice; fewer inputs than the

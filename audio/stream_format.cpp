@@ -73,6 +73,14 @@ std::optional<StreamFormat> buildStreamFormat(const StreamFormatOptions& options
     return format;
 }
 
+bool withinStreamLimits(const StreamFormat& format) {
+    const auto channelsValid = [](uint32_t channels) {
+        return channels >= 1 && channels <= static_cast<uint32_t>(mostChannels);
+    };
+    return format.sampleRate >= lowestRate && format.sampleRate <= highestRate &&
+           channelsValid(format.inputChannels) && channelsValid(format.outputChannels);
+}
+
 std::array<uint8_t, streamFormatBytes> encodeStreamFormat(const StreamFormat& format) {
     std::array<uint8_t, streamFormatBytes> bytes{};
     const uint32_t fields[] = {format.sampleRate, format.inputChannels, format.inputChannelMask,

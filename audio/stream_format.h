@@ -32,6 +32,9 @@ uint32_t effectiveMask(uint32_t channels, uint32_t mask);
 // The record, or nothing when rate or a channel count is out of range.
 std::optional<StreamFormat> buildStreamFormat(const StreamFormatOptions& options);
 
+// Whether a record's rate and channel counts lie within what the command line accepts.
+bool withinStreamLimits(const StreamFormat& format);
+
 // The 20-byte little-endian form that travels on the chunked streams.
 std::array<uint8_t, streamFormatBytes> encodeStreamFormat(const StreamFormat& format);
 StreamFormat decodeStreamFormat(const uint8_t* bytes);

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr size_t tailReserveBytes = 1 << 20;
 constexpr uint32_t secondsOfLongestTail = 60;
 
 } // namespace
@@ -30,6 +29,9 @@ template <typename T> PluginHost& vstProcess2<T>::plugin() const {
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
     constexpr bool useDouble = std::is_same_v<T, double>;
+    // Refused here, before any audio, rather than run blocks that could not produce output.
+    if (!useDouble && !plugin().canProcessFloat())
+        throw std::runtime_error("VST has no processing function");
     plugin().setProcessPrecision(useDouble);
     if (!plugin().setFormat(format))
         throw std::runtime_error("VST refused audio format");
@@ -58,28 +60,24 @@ template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uin
     }
 }
 
-template <typename T> std::vector<uint8_t> vstProcess2<T>::renderTail() {
-    std::vector<uint8_t> tail;
-    tail.reserve(tailReserveBytes);
+template <typename T> void vstProcess2<T>::renderTail(const tailSink& sink) {
     const int64_t rate = applied.sampleRate;
     int64_t remaining = plugin().tailSize();
     if (remaining == 0)
         remaining = rate / 10;
     if (remaining == 1)
-        return tail;  // the plug-in says it has no tail
+        return; // the plug-in says it has no tail
     if (remaining <= 0 || remaining >= rate * secondsOfLongestTail)
-        return tail;
+        return;
     while (remaining > 0) {
         converter.clearSamples();
         const auto frames = static_cast<uint32_t>(std::min<int64_t>(remaining, blockFrames));
         if (!runBlock(frames) || converter.allOutputsSilent(frames))
             break;
         converter.writer(byteBuffer(), frames);
-        const size_t bytes = static_cast<size_t>(outputFrameBytes()) * frames;
-        tail.insert(tail.end(), byteBuffer(), byteBuffer() + bytes);
+        sink(byteBuffer(), uint64_t{outputFrameBytes()} * frames);
         remaining -= frames;
     }
-    return tail;
 }
 
 template <typename T> uint32_t vstProcess2<T>::latencyFrames() {

@@ -15,7 +15,7 @@ public:
 
     void setStreamFormat(StreamFormat& format) override;
     void processBytes(const uint8_t* data, uint64_t length) override;
-    std::vector<uint8_t> renderTail() override;
+    void renderTail(const tailSink& sink) override;
     uint32_t latencyFrames() override;
     void reopenPlugin() override;
     void applyState(const uint8_t* data, uint64_t length) override;

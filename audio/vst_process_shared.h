@@ -3,6 +3,7 @@
 #include "audio/stream_format.h"
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace Vesk {
@@ -29,7 +30,10 @@ class vstProcessShared {
     virtual void setStreamFormat(StreamFormat& format) = 0;
     // Converts, processes and writes one run of whole input frames, at most one block.
     virtual void processBytes(const uint8_t* data, uint64_t length) = 0;
-    virtual std::vector<uint8_t> renderTail() = 0;
+    // Receives each rendered block of the tail as output bytes, in order.
+    using tailSink = std::function<void(const uint8_t* data, uint64_t length)>;
+    // Renders the tail after the input ends, handing each block to `sink` as it is made.
+    virtual void renderTail(const tailSink& sink) = 0;
     virtual uint32_t latencyFrames() = 0;
     virtual void reopenPlugin() = 0;
     // Hands plug-in state bytes from the stream to the plug-in (never called with 0 bytes).

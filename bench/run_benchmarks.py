@@ -195,6 +195,97 @@ def memory():
     print("  difference: %+d KiB   target: within 1 MB (1024 KiB)" % (peaks[1] - peaks[0]))
 
 
+# Writes the header bytes (hex), then that many zero bytes, then ends.
+HEADER_THEN_ZEROS = r"""
+import os, sys
+header, total = bytes.fromhex(sys.argv[1]), int(sys.argv[2])
+os.write(1, header)
+zeros = memoryview(bytes(1 << 20))
+while total:
+    piece = zeros[:min(total, len(zeros))]
+    while piece:
+        piece = piece[os.write(1, piece):]
+    total -= min(total, len(zeros))
+"""
+
+
+def high_water_kib(pid):
+    """The process's own peak resident set since its exec (VmHWM), or 0 once it is gone."""
+    try:
+        with open("/proc/%d/status" % pid) as status:
+            for line in status:
+                if line.startswith("VmHWM:"):
+                    return int(line.split()[1])
+    except OSError:
+        pass
+    return 0
+
+
+def peak_rss(command, header, zeros, env):
+    """Peak resident set (KiB) of `command` fed the header and zeros; its output is read and
+    thrown away. Returns (KiB, status, output bytes). ru_maxrss would count the forking Python
+    process's pages too, so the peak is VmHWM, read every 5 ms while the command runs."""
+    producer = subprocess.Popen([sys.executable, "-c", HEADER_THEN_ZEROS, header.hex(), str(zeros)],
+                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    middle = subprocess.Popen(command, stdin=producer.stdout, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, env=env)
+    consumer = subprocess.Popen([sys.executable, "-c", CONSUMER], stdin=middle.stdout,
+                                stdout=subprocess.PIPE)
+    producer.stdout.close()
+    middle.stdout.close()
+    peak = 0
+    # The command stays a zombie until waited for, so its status file outlives its last page.
+    while os.waitid(os.P_PID, middle.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is None:
+        peak = max(peak, high_water_kib(middle.pid))
+        time.sleep(0.005)
+    seen = int(consumer.communicate()[0] or 0)
+    status = middle.wait()
+    producer.wait()
+    return peak, status, seen
+
+
+def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8):
+    """Peak memory of hostile streams against the same run with nothing in them: an ignored
+    payload of 300 MB, one declaring 4 GiB, and a tail of 59 s at 1 MHz x 8 channels (32-bit
+    float), plain and chunked."""
+    need_identity()
+    env = identity_env()
+    chunked = identity_process() + ["--protocol", "chunked"]
+    stereo_format = struct.pack("<7I", 3, 20, RATE, 2, 3, 2, 3)
+    tail_env = dict(env)
+    tail_env["TEST_EFFECT"] = "inputs=%d,outputs=%d,hum,tail=%d" % (
+        tail_channels, tail_channels, tail_seconds * tail_rate)
+    silent_env = dict(env)
+    silent_env["TEST_EFFECT"] = "inputs=%d,outputs=%d" % (tail_channels, tail_channels)
+    wide = [ADAPTER, "process", "--vst", IDENTITY, "--vst-version", "2", "--rate", str(tail_rate),
+            "--channels", str(tail_channels), "--bits", "32", "--formattag", "3"]
+    wide_format = struct.pack("<7I", 3, 20, tail_rate, tail_channels, 0, tail_channels, 0)
+    tail_bytes = tail_seconds * tail_rate * tail_channels * 4
+    cases = [
+        # name, command, environment, header, zeros, idle header, idle environment, least output
+        ("ignored 300 MB payload (code 5)", chunked, env,
+         stereo_format + struct.pack("<2I", 5, 300 * 1000 * 1000), 300 * 1000 * 1000,
+         stereo_format, env, 0),
+        ("declared 4 GiB payload (code 4)", chunked, env,
+         stereo_format + struct.pack("<2I", 4, 0xFFFFFFFF), 0xFFFFFFFF, stereo_format, env, 0),
+        ("%d s tail, plain" % tail_seconds, wide, tail_env, b"", 0, b"", silent_env, tail_bytes),
+        ("%d s tail, chunked" % tail_seconds, wide + ["--protocol", "chunked"], tail_env,
+         wide_format + struct.pack("<2I", 4, 0), 0, wide_format + struct.pack("<2I", 4, 0),
+         silent_env, tail_bytes),
+    ]
+    print("hostile: peak resident set (VmHWM) against the same command with an idle stream")
+    print("  %-36s %10s %10s %10s %9s" % ("case", "idle", "peak", "growth", "output"))
+    worst = 0
+    for name, command, case_env, header, zeros, idle_header, idle_env, least in cases:
+        idle, idle_status, _ = peak_rss(command, idle_header, 0, idle_env)
+        peak, status, seen = peak_rss(command, header, zeros, case_env)
+        if idle_status != 0 or status != 0 or seen < least:
+            sys.exit("%s: status %d, %d bytes of output" % (name, status, seen))
+        worst = max(worst, peak - idle)
+        print("  %-36s %7d KiB %7d KiB %+7d KiB %6.0f MB" % (name, idle, peak, peak - idle, seen / 1e6))
+    print("  largest growth: %+d KiB   target: within 16 MB (16384 KiB)" % worst)
+
+
 REALTIME_PLUGINS = ["/usr/lib/vst/ZaMultiCompX2-vst.so", "/usr/lib/vst/ZamVerb-vst.so"]
 
 
@@ -479,8 +570,8 @@ def network(runs=5, size=1 << 30):
     print("  input_reader over http: %s" % peak)
 
 
-ALL = {"startup": startup, "pipe": pipe, "memory": memory, "realtime": realtime, "network": network,
-       "bridge": bridge, "light": light, "converter": converter}
+ALL = {"startup": startup, "pipe": pipe, "memory": memory, "hostile": hostile, "realtime": realtime,
+       "network": network, "bridge": bridge, "light": light, "converter": converter}
 
 if __name__ == "__main__":
     unknown = [name for name in SECTIONS if name not in ALL]

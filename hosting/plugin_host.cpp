@@ -4,7 +4,9 @@
 #include "hosting/editor/editor_window.h"
 #include "hosting/guarded_call.h"
 #include "hosting/module/module_library.h"
+#include "hosting/plugin_stage.h"
 #include "hosting/vst2/speaker_layout.h"
+#include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
 
 #include <algorithm>
@@ -43,6 +45,11 @@ int32_t guessedType(uint32_t pinsUsed) {
     return pinsUsed == 2 ? kSpeakerArrStereo : kSpeakerArrMono;
 }
 
+// A null processReplacing counts as absent whatever the flags claim.
+bool replacingAvailable(const AEffect& effect) {
+    return (effect.flags & effFlagsCanReplacing) && effect.processReplacing != nullptr;
+}
+
 uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
     return speaker_layout::bitCount(mask) == static_cast<int>(channels) ? mask : 0;
 }
@@ -52,6 +59,7 @@ uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
 PluginHost::PluginHost() = default;
 
 PluginHost::~PluginHost() {
+    const pluginStageScope stage(pluginStage::closing);
     suspend();
     if (effect != nullptr && editorOpen) {
         editorOpen = false;
@@ -110,7 +118,8 @@ bool PluginHost::setFormat(StreamFormat& format) {
     }
     const int32_t inputs = numInputs();
     const int32_t outputs = numOutputs();
-    if (inputs < 1 || outputs < 1)
+    // Counts may have changed since loading (audioMasterIOChanged).
+    if (inputs < 1 || outputs < 1 || !pinCountsWithinLimits())
         return false;
 
     const PinGroup inputGroup = leadingPinGroup(*this, effGetInputProperties, inputs);
@@ -151,12 +160,26 @@ bool PluginHost::canDoubleReplacing() const {
     return effect && (effect->flags & effFlagsCanDoubleReplacing) && effect->processDoubleReplacing;
 }
 
+bool PluginHost::canProcessFloat() const {
+    return effect && (replacingAvailable(*effect) || effect->process != nullptr);
+}
+
+bool PluginHost::pinCountsWithinLimits() const {
+    return effect && effect->numInputs <= mostPins && effect->numOutputs <= mostPins;
+}
+
 bool PluginHost::hasEditorFlag() const {
     return effect && (effect->flags & effFlagsHasEditor);
 }
 
 int32_t PluginHost::parameterCount() const {
     return effect ? effect->numParams : 0;
+}
+
+uint32_t PluginHost::parameterNumber(int32_t index) const {
+    if (wrapper)
+        return wrapper->parameterId(index).value_or(static_cast<uint32_t>(index));
+    return static_cast<uint32_t>(index);
 }
 
 int32_t PluginHost::initialDelay() const {
@@ -191,7 +214,7 @@ Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, int32_t frames)
 }
 
 void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frames) {
-    if (!(effect->flags & effFlagsCanReplacing)) {
+    if (!replacingAvailable(*effect)) {
         // The accumulating call adds into the outputs.
         for (uint32_t channel = 0; channel < outputsUsed; ++channel)
             if (outputs[channel] != nullptr)
@@ -201,12 +224,11 @@ void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frame
             effect->process(effect, inputs, outputs, frames);
         return;
     }
-    if (effect->processReplacing)
-        effect->processReplacing(effect, inputs, outputs, frames);
+    effect->processReplacing(effect, inputs, outputs, frames);
 }
 
 bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
-    if (!active || effect == nullptr)
+    if (!active || !canProcessFloat())
         return false;
     if (static_cast<uint32_t>(numInputs() + numOutputs()) == inputsUsed + outputsUsed) {
         callProcessFloat(inputs, outputs, frames);

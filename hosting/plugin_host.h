@@ -41,8 +41,17 @@ class PluginHost {
     int32_t numInputs() const;
     int32_t numOutputs() const;
     bool canDoubleReplacing() const;
+    // Whether single-precision processing has a function to call: `processReplacing`, or the
+    // accumulating `process` where that is missing whatever the flags claim.
+    bool canProcessFloat() const;
+    // Plug-ins with more pins than this are refused: nothing real has them, and every pin costs
+    // calls and buffers.
+    static constexpr int32_t mostPins = 1024;
+    bool pinCountsWithinLimits() const;
     bool hasEditorFlag() const;
     int32_t parameterCount() const;
+    // What a user names parameter `index` by: the index itself, or a VST 3 plug-in's own id.
+    uint32_t parameterNumber(int32_t index) const;
     int32_t initialDelay() const;
     intptr_t tailSize() const;
 

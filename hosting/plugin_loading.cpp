@@ -3,6 +3,7 @@
 #include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
+#include "hosting/plugin_stage.h"
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
 
@@ -17,6 +18,10 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
         return false;
     host.effect = effect;
     effect->user = &host;
+    // Absurd pin counts are refused before any call could walk them.
+    if (!host.pinCountsWithinLimits())
+        return false;
+    const pluginStageScope stage(pluginStage::opening);
     const bool opened = guardedCall([&] {
         host.dispatch(effOpen);
         if (host.sampleRate != 0)

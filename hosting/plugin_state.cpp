@@ -14,6 +14,9 @@ bool keepsChunk(const AEffect& effect) {
 void loadParameters(PluginHost& host, const uint8_t* bytes, uint64_t length) {
     // Extra values are ignored and missing ones leave their parameters alone, so settings saved by
     // another version of the plug-in still apply as far as they go.
+    // A plug-in without the function has no parameters to set, whatever its count says.
+    if (host.effect->setParameter == nullptr)
+        return;
     const uint64_t count = length / sizeof(float);
     const auto parameters = static_cast<uint64_t>(std::max(host.parameterCount(), 0));
     for (uint64_t index = 0; index < count && index < parameters; ++index) {
@@ -24,6 +27,8 @@ void loadParameters(PluginHost& host, const uint8_t* bytes, uint64_t length) {
 }
 
 std::vector<uint8_t> saveParameters(PluginHost& host) {
+    if (host.effect->getParameter == nullptr)
+        return {};
     const int32_t parameters = host.parameterCount();
     std::vector<uint8_t> bytes(static_cast<size_t>(std::max(parameters, 0)) * sizeof(float));
     for (int32_t index = 0; index < parameters; ++index) {

@@ -346,4 +346,10 @@ void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
     pending.push(id, value);
 }
 
+std::optional<ParamID> Vst3Bridge::parameterId(int32 index) const {
+    if (const auto* entry = parameters.at(index))
+        return entry->id;
+    return std::nullopt;
+}
+
 } // namespace vst3

@@ -63,6 +63,8 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     const FUID& classId() const { return classUid; }
     // The controller hears the value now, the processor with the next block.
     void setParameterById(ParamID id, ParamValue value);
+    // The VST 3 id behind a VST 2 parameter index; none for an index out of range.
+    std::optional<ParamID> parameterId(int32 index) const;
     // Makes sure values still queued have reached the processor before its state is read: runs
     // one frame of silence through it when any are queued (an empty block is not enough for
     // every plug-in). Not while audio is streaming: the plug-in hears the extra frame.

@@ -10,6 +10,7 @@
 #include "pluginterfaces/vst/ivstaudioprocessor.h"
 
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 
 using namespace Steinberg;
@@ -20,6 +21,9 @@ using EntryFunction = bool (*)(void*);
 using FactoryFunction = IPluginFactory* (*)();
 
 constexpr char factoryFunctionName[] = "GetPluginFactory";
+constexpr int32 mostFactoryClasses = 10'000;
+// A factory that cannot describe this many classes in a row has nothing more to offer.
+constexpr int32 mostFailedClassesInARow = 64;
 
 template <typename Field> std::string fixed(const Field& field) {
     return vst3_text::fromFixed(field, sizeof field);
@@ -86,6 +90,10 @@ std::string Vst3ClassInfo::classIdText() const {
 }
 
 std::vector<Vst3ClassInfo> readFactoryClasses(IPluginFactory& factory) {
+    const int32 count = factory.countClasses();
+    // Real factories list a handful of classes; a huge count would take minutes to walk.
+    if (count > mostFactoryClasses)
+        throw std::length_error("too many classes");
     PFactoryInfo factoryInfo;
     const std::string factoryVendor = factory.getFactoryInfo(&factoryInfo) == kResultOk
                                           ? fixed(factoryInfo.vendor)
@@ -93,11 +101,14 @@ std::vector<Vst3ClassInfo> readFactoryClasses(IPluginFactory& factory) {
     FUnknownPtr<IPluginFactory2> factory2(&factory);
     FUnknownPtr<IPluginFactory3> factory3(&factory);
     std::vector<Vst3ClassInfo> classes;
-    const int32 count = factory.countClasses();
-    for (int32 index = 0; index < count; ++index) {
+    int32 failures = 0;
+    for (int32 index = 0; index < count && failures < mostFailedClassesInARow; ++index) {
         Vst3ClassInfo info;
-        if (!readClass(factory, factory2.get(), factory3.get(), index, info))
+        if (!readClass(factory, factory2.get(), factory3.get(), index, info)) {
+            ++failures;
             continue;
+        }
+        failures = 0;
         if (info.vendor.empty())
             info.vendor = factoryVendor;
         classes.push_back(std::move(info));

@@ -29,7 +29,8 @@ struct Vst3ClassInfo {
 };
 
 // The classes of a factory in factory order. An index whose information cannot be read is left
-// out. Calls into plug-in code: may throw what the plug-in throws.
+// out; after 64 such in a row the list ends there. Calls into plug-in code: may throw what the
+// plug-in throws, and throws std::length_error for a factory claiming more than 10,000 classes.
 std::vector<Vst3ClassInfo> readFactoryClasses(Steinberg::IPluginFactory& factory);
 
 // A loaded VST 3 module: its code, its entry function called once, its factory and class list.

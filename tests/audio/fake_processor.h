@@ -28,7 +28,10 @@ class fakeProcessor : public vstProcessShared {
             std::memmove(byteBuffer(), data, carried);
         emitOutputFrames(frames);
     }
-    std::vector<uint8_t> renderTail() override { return tail; }
+    void renderTail(const tailSink& sink) override {
+        if (!tail.empty())
+            sink(tail.data(), tail.size());
+    }
     uint32_t latencyFrames() override { return latency; }
     void reopenPlugin() override { ++reopens; }
     void applyState(const uint8_t* data, uint64_t length) override {

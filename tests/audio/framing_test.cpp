@@ -1,6 +1,6 @@
-#include "tests/common/test_pipe.h"
 #include "audio/framing.h"
 #include "fake_processor.h"
+#include "tests/common/test_pipe.h"
 
 #include "support/buffered_streams.h"
 #include "support/stream_memory.h"
@@ -49,10 +49,11 @@ bytes first(const bytes& data, size_t count) {
 }
 
 const StreamFormat stereo{44100, 2, 3, 2, 3};
-const bytes stereoRecord = [] {
-    const auto encoded = encodeStreamFormat(stereo);
+bytes record(const StreamFormat& format) {
+    const auto encoded = encodeStreamFormat(format);
     return bytes(encoded.begin(), encoded.end());
-}();
+}
+const bytes stereoRecord = record(stereo);
 
 bytes counting(size_t length) {
     bytes out(length);
@@ -100,12 +101,20 @@ INSTANTIATE_TEST_SUITE_P(
         OutcomeCase{"FormatOf21", chunk(3, bytes(21)), "bad input"},
         OutcomeCase{"CodeZero", chunk(0, {}), "unknown command"},
         OutcomeCase{"CodeSix", chunk(6, bytes(4)), "unknown command"},
-        OutcomeCase{"UnknownCodeWithShortPayload", u32(9) + u32(100) + bytes(3), "failed"},
+        OutcomeCase{"UnknownCodeWithShortPayload", u32(9) + u32(100) + bytes(3), "unknown command"},
+        OutcomeCase{"RateBeyondLimits", chunk(3, record({0x80000000, 2, 3, 2, 3})),
+                    "unsupported stream format"},
+        OutcomeCase{"NoChannels", chunk(3, record({44100, 0, 0, 2, 3})),
+                    "unsupported stream format"},
+        OutcomeCase{"TooManyOutputs", chunk(3, record({44100, 2, 3, 33, 0})),
+                    "unsupported stream format"},
         OutcomeCase{"AudioBeforeFormat", chunk(1, bytes(4)), "audio format not set"},
         OutcomeCase{"TailBeforeFormat", chunk(4, {}), "audio format not set"},
         OutcomeCase{"PartialFrame", chunk(3, stereoRecord) + chunk(1, bytes(7)),
                     "bad data alignment"},
-        OutcomeCase{"HugeLengthFewBytes", u32(1) + u32(0xFFFFFFFF) + bytes{1, 2, 3}, "failed"}),
+        OutcomeCase{"HugeLengthFewBytes", u32(2) + u32(0xFFFFFFFF) + bytes{1, 2, 3}, "failed"},
+        OutcomeCase{"AudioBeforeFormatJudgedByItsHeader", u32(1) + u32(100) + bytes(3),
+                    "audio format not set"}),
     [](const testing::TestParamInfo<OutcomeCase>& info) { return std::string(info.param.name); });
 
 TEST(ChunkedFraming, RepliesInOrderToFormatAudioAndTail) {
@@ -163,7 +172,8 @@ TEST(ChunkedFraming, StateAndReopenReachTheProcessorAndKeepTheFormat) {
     EXPECT_EQ(h.processor.runs, (std::vector<uint64_t>{4}));
 }
 
-// A length is a claim only: the payload buffer must grow with the bytes that really arrive.
+// A length is a claim only, and a payload nobody keeps is never held whole: every read asks
+// for at most one block of audio or one fixed piece.
 class recordingSource : public Vesk::streamInMemRef {
   public:
     using streamInMemRef::streamInMemRef;
@@ -174,29 +184,22 @@ class recordingSource : public Vesk::streamInMemRef {
     uint64_t largestRequest = 0;
 };
 
-TEST(ChunkedFraming, HugeLengthDoesNotAllocateAheadOfTheBytes) {
-    Harness h;
-    const bytes input = u32(1) + u32(0xFFFFFFFF) + bytes{1, 2, 3};
-    recordingSource in(input.data(), input.size());
-    EXPECT_FALSE(runChunkedFraming(h.processor, in, true));
-    EXPECT_LE(in.largestRequest, uint64_t{1} << 20);
-}
-
-// Found by tests/fuzz: a format without input channels makes frames of 0 bytes, so audio is
-// no frames and the processor's byte buffer stays empty; writing those no frames handed the
-// buffer's null data() to memcpy in the buffered output (UndefinedBehaviorSanitizer).
-TEST(ChunkedFraming, FormatWithoutChannelsTakesAudioAsNoFramesThroughABufferedOutput) {
-    auto sink = std::make_shared<vectorSink>();
-    Vesk::bufferedStreamOut output(sink);
-    fakeProcessor processor(16, 1, &output);
-    const StreamFormat none{44100, 0, 0, 0, 0};
-    const auto record = encodeStreamFormat(none);
-    const bytes input = chunk(3, bytes(record.begin(), record.end())) + chunk(1, counting(32));
-    Vesk::streamInMemRef in(input.data(), input.size());
-    EXPECT_TRUE(runChunkedFraming(processor, in, false));
-    EXPECT_EQ(sink->data, bytes(record.begin(), record.end()) + u32(0));
-    EXPECT_EQ(processor.runs, (std::vector<uint64_t>{32}));
-    EXPECT_EQ(processor.byteBufferSize(), 0u);
+TEST(ChunkedFraming, ReadsNoMoreThanABlockOrAPieceAtATime) {
+    const bytes big = counting(1 << 20);
+    const std::pair<bytes, uint64_t> cases[] = {
+        {u32(1) + u32(0xFFFFFFFF) + bytes{1, 2, 3}, 2048},
+        {chunk(1, big), 2048},
+        {chunk(4, big), 1 << 16},
+        {chunk(5, big), 1 << 16},
+    };
+    for (const auto& [input, limit] : cases) {
+        Harness h;
+        StreamFormat format = stereo;
+        h.processor.setStreamFormat(format);
+        recordingSource in(input.data(), input.size());
+        runChunkedFraming(h.processor, in, true);
+        EXPECT_LE(in.largestRequest, limit) << "command " << int{input[0]};
+    }
 }
 
 TEST(PlainFraming, CopiesFramesThenAppendsTheTail) {

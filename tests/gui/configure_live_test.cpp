@@ -101,8 +101,10 @@ INSTANTIATE_TEST_SUITE_P(
         LiveCase{"StateMessageIsUnknownHere",
                  stereoFormat + chunk(2, "x") + chunk(1, silence(100, 2)), 0,
                  "Live data processing error: unknown command"},
-        LiveCase{"ShortFormat", chunk(3, "0123456789"), 0,
-                 "Live data processing error: bad input"}),
+        LiveCase{"ShortFormat", chunk(3, "0123456789"), 0, "Live data processing error: bad input"},
+        LiveCase{"FormatWithoutInputsIsRefused",
+                 chunk(3, formatRecord(44100, 0, 0, 2, 0)) + chunk(1, silence(100, 2)), 0,
+                 "Live data processing error: unsupported stream format"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ConfigureLive, WithoutEditorTheWorkerIsStoppedInsideItsRead) {

@@ -132,6 +132,8 @@ TEST_F(Configure, RefusedAtOnce) {
         {"NoEditorButParameters", "params=3", true, ""},
         {"NoDisplay", "editor", false,
          "Cannot open the X display \"\": the editor needs a graphical session\n"},
+        {"PlugInExitsInItsEditor", "editor,exit-at=editor", true,
+         "VST called exit (stage: editor)\n"},
     };
     for (const auto& c : cases) {
         auto options = effect(c.words);

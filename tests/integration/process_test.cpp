@@ -1,8 +1,11 @@
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
+#include "tests/common/scratch.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 
@@ -155,18 +158,62 @@ TEST_P(ChunkedErrors, EndWithTheirStatusAndText) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, ChunkedErrors,
-    testing::Values(ProtocolError{"ShortFormat", chunk(3, std::string(19, '\0')), 255,
-                                  "bad input\n"},
-                    ProtocolError{"UnknownCode", chunk(6, ""), 255, "unknown command\n"},
-                    ProtocolError{"AudioBeforeFormat", chunk(1, std::string(4, '\0')), 255,
-                                  "audio format not set\n"},
-                    ProtocolError{"TruncatedHeader", std::string("\x01\x00", 2), 0, ""},
-                    ProtocolError{"TruncatedPayload", chunk(2, "abcdef").substr(0, 10), 255, ""},
-                    ProtocolError{"HugeLengthFewBytes",
-                                  std::string("\x02\x00\x00\x00\xff\xff\xff\xff"
-                                              "abc",
-                                              11),
-                                  255, ""}),
+    testing::Values(
+        ProtocolError{"ShortFormat", chunk(3, std::string(19, '\0')), 255, "bad input\n"},
+        ProtocolError{"UnknownCode", chunk(6, ""), 255, "unknown command\n"},
+        ProtocolError{"AudioBeforeFormat", chunk(1, std::string(4, '\0')), 255,
+                      "audio format not set\n"},
+        ProtocolError{"RateBeyondLimits", chunk(3, formatRecord(0x80000000u, 2, 3, 2, 3)), 255,
+                      "unsupported stream format\n"},
+        ProtocolError{"TruncatedHeader", std::string("\x01\x00", 2), 0, ""},
+        ProtocolError{"TruncatedPayload", chunk(2, "abcdef").substr(0, 10), 255, ""},
+        ProtocolError{"HugeLengthFewBytes",
+                      std::string("\x02\x00\x00\x00\xff\xff\xff\xff"
+                                  "abc",
+                                  11),
+                      255, ""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Plug-ins that break the rules: processing still ends with the right bytes and an honest
+// status. The input is two blocks; the plug-in leaves at the second. exit() lets us flush the
+// first block's output; a signal leaves no safe moment to, so that output stays unsent.
+struct MisbehaviourCase {
+    const char* name;
+    std::string words;
+    int status;
+    int signal;
+    std::string err;
+    size_t frames; // of output, equal to the input's first frames
+};
+
+class Misbehaving : public testing::TestWithParam<MisbehaviourCase> {};
+
+TEST_P(Misbehaving, OutputAndStatusTellTheTruth) {
+    const auto& c = GetParam();
+    const std::string input = exactSamples(16, 1, 1000, 2);
+    // Settings too: one parameter, the gain, at 1.0.
+    scratch::Folder folder;
+    const float unity = 1.0f;
+    scratch::writeFile(folder / "gain", std::string(reinterpret_cast<const char*>(&unity), 4));
+    auto options = effect(c.words + ",tail=1", input);
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":handle_segv=0";
+    const auto result = runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--rate", "44100",
+                                    "--channels", "2", "--bits", "16", "--data", folder / "gain"},
+                                   options);
+    EXPECT_EQ(result.exitStatus, c.status);
+    EXPECT_EQ(result.signal, c.signal);
+    EXPECT_EQ(result.err, c.err);
+    EXPECT_TRUE(result.out == input.substr(0, c.frames * 4)) << result.out.size() << " bytes";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, Misbehaving,
+    testing::Values(MisbehaviourCase{"ExitWhileProcessing", "exit-at=process", 255, 0,
+                                     "VST called exit (stage: processing)\n", 512},
+                    MisbehaviourCase{"CrashWhileProcessing", "crash-at=process", -1, SIGSEGV,
+                                     "VST crashed with SIGSEGV (stage: processing)\n", 0},
+                    MisbehaviourCase{"NullFunctionsAreAbsent", "null-functions", 0, 0, "", 1000}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Process, PlainFormatOutOfRangeIsNotSet) {

@@ -16,6 +16,9 @@ ChildOptions withEffect(const std::string& words, const std::string& log = "") {
     ChildOptions options;
     options.environment["TEST_EFFECT"] = words;
     options.environment["DISPLAY"] = std::nullopt;
+    // A crashing plug-in must die by its signal, also under AddressSanitizer.
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":handle_segv=0";
     if (!log.empty())
         options.environment["TEST_EFFECT_LOG"] = log;
     return options;
@@ -28,6 +31,7 @@ struct LoadCase {
     std::vector<std::string> extra;
     int status;
     std::string err; // "%s" is replaced by the plug-in path
+    std::string command = "test";
 };
 
 std::string expand(std::string text, const std::string& path) {
@@ -40,7 +44,7 @@ class TestPluginLoading : public testing::TestWithParam<LoadCase> {};
 
 TEST_P(TestPluginLoading, StatusAndMessages) {
     const auto& c = GetParam();
-    std::vector<std::string> arguments{"test", "--vst", c.plugin};
+    std::vector<std::string> arguments{c.command, "--vst", c.plugin};
     arguments.insert(arguments.end(), c.extra.begin(), c.extra.end());
     const auto result = runAdapter(arguments, withEffect(c.words));
     EXPECT_EQ(result.exitStatus, c.status);
@@ -52,23 +56,50 @@ const std::string refused = "Could not load VST: %s\nCould not open VST.";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, TestPluginLoading,
-    testing::Values(LoadCase{"Default", TEST_EFFECT_PATH, "", {}, 0, ""},
-                    LoadCase{"MainOnly", TEST_EFFECT_MAIN_ONLY_PATH, "", {}, 0, ""},
-                    LoadCase{"NoEntry", TEST_EFFECT_NO_ENTRY_PATH, "", {}, 255, refused},
-                    LoadCase{"NullRecord", TEST_EFFECT_PATH, "null", {}, 255, refused},
-                    LoadCase{"WrongMagic", TEST_EFFECT_PATH, "bad-magic", {}, 255, refused},
-                    LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},
-                    LoadCase{"ThrowsInEntry", TEST_EFFECT_PATH, "throw-entry", {}, 255, refused},
-                    LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
-                    LoadCase{
-                        "ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
-                    LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
-                    LoadCase{"Version3DoesNotTryVst2",
-                             TEST_EFFECT_PATH,
-                             "",
-                             {"--vst-version", "3"},
-                             255,
-                             "Could not open VST."}),
+    testing::Values(
+        LoadCase{"Default", TEST_EFFECT_PATH, "", {}, 0, ""},
+        LoadCase{"MainOnly", TEST_EFFECT_MAIN_ONLY_PATH, "", {}, 0, ""},
+        LoadCase{"NoEntry", TEST_EFFECT_NO_ENTRY_PATH, "", {}, 255, refused},
+        LoadCase{"NullRecord", TEST_EFFECT_PATH, "null", {}, 255, refused},
+        LoadCase{"WrongMagic", TEST_EFFECT_PATH, "bad-magic", {}, 255, refused},
+        LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},
+        LoadCase{"ThrowsInEntry", TEST_EFFECT_PATH, "throw-entry", {}, 255, refused},
+        LoadCase{"ThrowsInOpen", TEST_EFFECT_PATH, "throw-open", {}, 255, refused},
+        LoadCase{"ThrowsInResumeStillLoads", TEST_EFFECT_PATH, "throw-resume", {}, 0, ""},
+        LoadCase{"PrintsToStandardOutput", TEST_EFFECT_PATH, "print", {}, 0, ""},
+        LoadCase{"AbsurdPinCount", TEST_EFFECT_PATH, "inputs=2000000000", {}, 255, refused},
+        LoadCase{"ExitInOpen",
+                 TEST_EFFECT_PATH,
+                 "exit-at=open",
+                 {},
+                 255,
+                 "VST called exit (stage: opening)\n"},
+        LoadCase{"ExitInClose",
+                 TEST_EFFECT_PATH,
+                 "exit-at=close",
+                 {},
+                 255,
+                 "VST called exit (stage: closing)\n"},
+        LoadCase{"CrashInEntry",
+                 TEST_EFFECT_PATH,
+                 "crash-at=entry",
+                 {},
+                 -1,
+                 "VST crashed with SIGSEGV (stage: loading)\n"},
+        LoadCase{"Version3DoesNotTryVst2",
+                 TEST_EFFECT_PATH,
+                 "",
+                 {"--vst-version", "3"},
+                 255,
+                 "Could not open VST."},
+        LoadCase{"ParamsListsNameValueDisplayLabel",
+                 TEST_EFFECT_PATH,
+                 "params=2",
+                 {},
+                 0,
+                 "0\tGain\t1\t1.000\tx\n1\tParam1\t0\t0.000\t\n",
+                 "params"},
+        LoadCase{"ParamsWithoutParameters", TEST_EFFECT_PATH, "no-params", {}, 0, "", "params"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 struct EditorCase {

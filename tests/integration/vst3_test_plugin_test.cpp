@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         LoadCase{"InitializeRefuses", "refuse-initialize", bundle(), onlyVst3, 255, notOpened},
         LoadCase{"InitializeThrows", "throw-initialize", bundle(), onlyVst3, 255, notOpened},
         LoadCase{"InstrumentRefused", "instrument", bundle(), onlyVst3, 255, notOpened},
+        LoadCase{"AbsurdClassCount", "classes=2000000000", bundle(), onlyVst3, 255, notOpened},
         LoadCase{"NoFactoryExport", "", bundle(TEST_VST3_NO_FACTORY_PATH), onlyVst3, 255,
                  notOpened},
         // Without the option the VST 2 loader has its go, and says what it found.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <set>
@@ -147,8 +149,8 @@ TestEffect::TestEffect(const Options& options, audioMasterCallback host, Entry e
     effect.magic = options.badMagic ? 0x12345678 : kEffectMagic;
     effect.dispatcher = dispatchCall;
     effect.process = processAccumulatingCall;
-    effect.setParameter = setParameterCall;
-    effect.getParameter = getParameterCall;
+    effect.setParameter = options.nullFunctions ? nullptr : setParameterCall;
+    effect.getParameter = options.nullFunctions ? nullptr : getParameterCall;
     effect.numPrograms = 1;
     effect.numParams = options.params;
     effect.numInputs = options.inputs;
@@ -163,7 +165,8 @@ TestEffect::TestEffect(const Options& options, audioMasterCallback host, Entry e
     effect.object = this;
     effect.uniqueID = kUniqueId;
     effect.version = 1;
-    effect.processReplacing = options.noReplacing ? nullptr : processReplacingCall;
+    effect.processReplacing =
+        options.noReplacing || options.nullFunctions ? nullptr : processReplacingCall;
     effect.processDoubleReplacing = options.doublePrecision ? processDoubleCall : nullptr;
 }
 
@@ -212,6 +215,7 @@ intptr_t TestEffect::open() {
         log.line("hostTime null");
     }
     log.line("hostSampleRate " + std::to_string(ask(audioMasterGetSampleRate)));
+    leaveIfAsked(options, log, "open");
     if (options.throwOpen) {
         log.line("throw effOpen");
         throw std::runtime_error("test_effect: effOpen");
@@ -236,6 +240,7 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
         return open();
     case effClose:
         log.line("framesProcessed " + std::to_string(framesProcessed));
+        leaveIfAsked(options, log, "close");
         return 1;
     case effMainsChanged:
         if (value != 0)
@@ -373,8 +378,9 @@ void TestEffect::actLikeAUser() {
     if (options.resizeTo) {
         editorRect.right = options.resizeTo->first;
         editorRect.bottom = options.resizeTo->second;
-        log.line("sizeWindow " + std::to_string(host(&effect, audioMasterSizeWindow, editorRect.right, editorRect.bottom,
-                                                      nullptr, 0.0f)));
+        log.line("sizeWindow " +
+                 std::to_string(host(&effect, audioMasterSizeWindow, editorRect.right,
+                                     editorRect.bottom, nullptr, 0.0f)));
     }
     if (options.editTo && !parameters.empty()) {
         storeParameter(0, *options.editTo);
@@ -394,6 +400,7 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
         return 1;
     case effEditOpen:
         log.line("editorOpen " + std::to_string(++editorOpens));
+        leaveIfAsked(options, log, "editor");
         return 1;
     case effEditClose:
         log.line("editorClose " + std::to_string(++editorCloses));
@@ -430,6 +437,10 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
         say(name);
     if (frames <= 0 || outputs == nullptr)
         return;
+    if (framesProcessed > 0)
+        leaveIfAsked(options, log, "process");
+    if (options.crash)
+        std::raise(SIGSEGV);
     framesProcessed += frames;
     const double factor = gain();
     const int32_t sources = options.mainInputs();
@@ -441,7 +452,7 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
         DelayLine* line = static_cast<size_t>(channel) < delayLines.size()
                               ? &delayLines[static_cast<size_t>(channel)]
                               : nullptr;
-        if (in != nullptr && line == nullptr && !accumulate) {
+        if (in != nullptr && line == nullptr && !accumulate && !options.hum) {
             // The common case on its own, without per-sample branches, so that the compiler
             // vectorises it (see CMakeLists.txt): benchmarks that stream through this plug-in
             // measure the host.
@@ -455,6 +466,8 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
             double sample = in != nullptr ? static_cast<double>(in[i]) : 0.0;
             if (line != nullptr)
                 sample = line->push(sample);
+            if (options.hum)
+                sample += 0.25;
             const auto result = static_cast<Sample>(sample * factor);
             out[i] = accumulate ? out[i] + result : result;
         }
@@ -464,6 +477,17 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
 AEffect* handOver(std::unique_ptr<TestEffect> instance) {
     openInstances().insert(instance.get());
     return &instance.release()->record();
+}
+
+void leaveIfAsked(const Options& options, const CallLog& log, std::string_view place) {
+    if (options.exitAt == place) {
+        log.line("exit " + std::string(place));
+        std::exit(0);
+    }
+    if (options.crashAt == place) {
+        log.line("crash " + std::string(place));
+        std::raise(SIGSEGV);
+    }
 }
 
 // printf output stays in stdio's buffer until exit on purpose: the host must keep it out of

@@ -5,8 +5,8 @@
 #include "tests/plugins/effect_options.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -75,7 +75,8 @@ class TestEffect {
     // Editors change parameters on the main thread while audio runs on another, as in real
     // plug-ins: each value is read and written whole.
     float loadParameter(size_t index) const {
-        return std::atomic_ref<float>(const_cast<float&>(parameters[index])).load(std::memory_order_relaxed);
+        return std::atomic_ref<float>(const_cast<float&>(parameters[index]))
+            .load(std::memory_order_relaxed);
     }
     void storeParameter(size_t index, float value) {
         std::atomic_ref<float>(parameters[index]).store(value, std::memory_order_relaxed);
@@ -102,5 +103,7 @@ AEffect* handOver(std::unique_ptr<TestEffect> instance);
 
 // Writes a line naming `where` to standard output, once through printf and once through write(1).
 void say(std::string_view where);
+// Ends the process the way TEST_EFFECT asks for at `place`: exit(3) or SIGSEGV, logged first.
+void leaveIfAsked(const Options& options, const CallLog& log, std::string_view place);
 
 } // namespace test_effect

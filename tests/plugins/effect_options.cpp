@@ -1,17 +1,17 @@
 #include "tests/plugins/effect_options.h"
 
 #include <algorithm>
-#include <tuple>
 #include <charconv>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 namespace test_effect {
 
 namespace {
 
-// Bounds that keep every buffer the plug-in makes small; tests need nothing near them.
-constexpr int32_t kMaxPins = 256;
+// Bounds that keep every buffer the plug-in makes small; tests need nothing near them. Pin
+// counts have none: the plug-in keeps nothing per pin, and hosts must cope with absurd ones.
 constexpr int32_t kMaxParams = 1024;
 constexpr int32_t kMaxDelay = 1 << 20;
 
@@ -36,6 +36,13 @@ int32_t readNumber(std::string_view text, std::string_view word, int32_t low, in
     return number;
 }
 
+std::string readPlace(std::string_view place, std::string_view word) {
+    static constexpr std::string_view places[] = {"entry", "open", "process", "editor", "close"};
+    if (std::find(std::begin(places), std::end(places), place) == std::end(places))
+        refuse(word);
+    return std::string(place);
+}
+
 void applyFlag(Options& options, std::string_view word) {
     struct Flag {
         std::string_view name;
@@ -54,6 +61,9 @@ void applyFlag(Options& options, std::string_view word) {
         {"chunks", &Options::chunks},
         {"double", &Options::doublePrecision},
         {"no-replacing", &Options::noReplacing},
+        {"null-functions", &Options::nullFunctions},
+        {"hum", &Options::hum},
+        {"crash", &Options::crash},
     };
     if (word == "no-params") {
         options.params = 0;
@@ -88,9 +98,13 @@ void applyWord(Options& options, std::string_view word) {
     const auto key = word.substr(0, equals);
     const auto value = word.substr(equals + 1);
     if (key == "inputs")
-        options.inputs = readNumber(value, word, -kMaxPins, kMaxPins);
+        options.inputs = readNumber(value, word, INT32_MIN, INT32_MAX);
     else if (key == "outputs")
-        options.outputs = readNumber(value, word, -kMaxPins, kMaxPins);
+        options.outputs = readNumber(value, word, INT32_MIN, INT32_MAX);
+    else if (key == "exit-at")
+        options.exitAt = readPlace(value, word);
+    else if (key == "crash-at")
+        options.crashAt = readPlace(value, word);
     else if (key == "params")
         options.params = readNumber(value, word, 0, kMaxParams);
     else if (key == "editor")

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 #include <optional>
-#include <utility>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace test_effect {
 
@@ -33,6 +34,15 @@ struct Options {
     std::optional<int32_t> tail;
     bool doublePrecision = false;
     bool noReplacing = false;
+    // processReplacing, setParameter and getParameter are null although the flags claim them.
+    bool nullFunctions = false;
+    // A constant 0.25 is added to every output sample, so the tail never falls silent.
+    bool hum = false;
+    // Where the plug-in calls exit(3), or raises SIGSEGV: "entry", "open", "process", "editor"
+    // or "close"; empty for never.
+    std::string exitAt;
+    std::string crashAt;
+    bool crash = false;
 
     // Pins fed into the outputs: the side-chain pins are read by nobody.
     int32_t mainInputs() const;

@@ -23,6 +23,11 @@
 //   double           effFlagsCanDoubleReplacing and processDoubleReplacing
 //   no-replacing     no effFlagsCanReplacing and no processReplacing: only the accumulating
 //                    process, which adds into the outputs
+//   null-functions   processReplacing, setParameter and getParameter null, flags unchanged
+//   hum              0.25 added to every output sample: the tail never falls silent
+//   exit-at=PLACE    exit(0) at entry, open, process (the second block), editor (open), close
+//   crash-at=PLACE   raise(SIGSEGV) at the same places
+//   crash            the first process call with audio kills the process with SIGSEGV
 // Without words: 2 inputs, 2 outputs, processReplacing, one parameter, output = input exactly.
 // Output channel c carries input channel c (delayed, times the gain) while c is below the number
 // of main inputs, and silence otherwise. TEST_EFFECT_LOG names a file for the call log.
@@ -52,6 +57,7 @@ AEffect* enter(audioMasterCallback host, Entry entry) {
     }
     if (options.print)
         say("entry");
+    leaveIfAsked(options, log, "entry");
     auto instance = std::make_unique<TestEffect>(options, host, entry, log);
     instance->askHostAtEntry();
     if (options.throwEntry) {

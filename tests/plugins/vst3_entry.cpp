@@ -4,6 +4,7 @@
 
 #include "pluginterfaces/base/ipluginbase.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -50,16 +51,18 @@ class Factory final : public IPluginFactory3 {
         *info = PFactoryInfo("Test Vendor", "", "", PFactoryInfo::kUnicode);
         return kResultOk;
     }
-    int32 PLUGIN_API countClasses() override { return static_cast<int32>(classes.size()); }
+    int32 PLUGIN_API countClasses() override {
+        return static_cast<int32>(std::max<size_t>(classes.size(), options.claimedClasses));
+    }
     tresult PLUGIN_API getClassInfo(int32 index, PClassInfo* info) override {
-        if (index < 0 || index >= countClasses())
+        if (index < 0 || index >= realClasses())
             return kInvalidArgument;
         *info = PClassInfo(*classes[index].id, PClassInfo::kManyInstances, classes[index].category,
                            classes[index].name);
         return kResultOk;
     }
     tresult PLUGIN_API getClassInfo2(int32 index, PClassInfo2* info) override {
-        if (index < 0 || index >= countClasses())
+        if (index < 0 || index >= realClasses())
             return kInvalidArgument;
         *info = PClassInfo2(*classes[index].id, PClassInfo::kManyInstances, classes[index].category,
                             classes[index].name, 0, subCategories(), nullptr, "1.2.3",
@@ -115,6 +118,7 @@ class Factory final : public IPluginFactory3 {
         const char* category;
         const char* name;
     };
+    int32 realClasses() const { return static_cast<int32>(classes.size()); }
     const char* subCategories() const {
         return options.instrument ? "Instrument|Synth" : "Fx|Dynamics";
     }

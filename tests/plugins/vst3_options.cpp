@@ -58,6 +58,8 @@ void applyWord(Options& options, std::string_view word) {
         options.latency = readNumber(value, word);
     } else if (key == "tail") {
         options.tail = readNumber(value, word);
+    } else if (key == "classes") {
+        options.claimedClasses = readNumber(value, word);
     } else if (key == "editor") {
         const auto cross = value.find('x');
         if (cross == std::string_view::npos)

@@ -28,7 +28,8 @@ struct Options {
     int32_t editorHeight = 0;
     uint32_t latency = 0;
     uint32_t tail = 0;
-    std::string logPath; // TEST_VST3_LOG
+    uint32_t claimedClasses = 0; // countClasses answers at least this; the extra ones fail
+    std::string logPath;         // TEST_VST3_LOG
 
     int32_t channels() const { return mono ? 1 : 2; }
 };

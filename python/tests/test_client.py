@@ -1,0 +1,106 @@
+import os
+import struct
+import subprocess
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import vst_adapter as va
+
+BUILD = Path(__file__).resolve().parents[2] / "build" / "dev"
+BINARY = os.environ.get("VST_ADAPTER", str(BUILD / "vst-adapter"))
+TEST_EFFECT = os.environ.get("TEST_EFFECT_PATH", str(BUILD / "tests" / "plugins" / "test_effect.so"))
+COMP_VST2 = "/usr/lib/vst/ZamCompX2-vst.so"
+COMP_VST3 = "/usr/lib/vst3/ZamCompX2.vst3"
+
+
+def installed(path, *values):
+    return pytest.param(path, *values, marks=pytest.mark.skipif(not os.path.exists(path), reason="not installed"))
+
+
+@pytest.fixture(autouse=True)
+def environment(monkeypatch, tmp_path):
+    monkeypatch.setenv("VST_ADAPTER", BINARY)
+    monkeypatch.setenv("HOME", str(tmp_path))  # plug-ins may write there
+    monkeypatch.delenv("TEST_EFFECT", raising=False)
+
+
+def noise(frames=3000, dtype=np.float32):
+    audio = np.random.default_rng(7).uniform(-0.9, 0.9, (frames, 2))
+    return (audio * 30000).astype(dtype) if dtype == np.int16 else audio.astype(dtype)
+
+
+@pytest.mark.parametrize("path", [installed(COMP_VST2), installed(COMP_VST3)])
+@pytest.mark.parametrize("dtype, bits, tag", [(np.float32, 32, 3), (np.int16, 16, 1), (np.float64, 64, 3)])
+def test_output_and_tail_match_the_command_line(path, dtype, bits, tag):
+    audio = noise(20000, dtype)  # more than one message, not a whole number of them
+    with va.Plugin(path, 44100, 2, bits=bits) as plugin:
+        through_python = np.concatenate([plugin.process(audio), plugin.tail()])
+    command_line = subprocess.run(
+        [BINARY, "process", "--vst", path, "--rate", "44100", "--channels", "2", "--bits", str(bits),
+         "--formattag", str(tag), "--float64", "0"], input=audio.tobytes(), capture_output=True, check=True)
+    assert through_python.dtype == dtype
+    assert through_python.tobytes() == command_line.stdout
+
+
+@pytest.mark.parametrize("path, words, status, message", [
+    (TEST_EFFECT, "crash", -11,
+     "VST crashed with SIGSEGV (stage: processing)\nthe worker was killed by SIGSEGV"),
+    ("/nonexistent.so", "", 255, "Could not load VST bundle: /nonexistent.so\nCould not open VST."),
+    (TEST_EFFECT, "outputs=1", 255, "unsupported stream format"),
+])
+def test_a_failing_worker_raises_and_python_goes_on(monkeypatch, path, words, status, message):
+    monkeypatch.setenv("TEST_EFFECT", words)
+    plugin = va.Plugin(path, 44100, 2)
+    with pytest.raises(va.PluginError) as failure:
+        with plugin:
+            plugin.process(noise())
+    assert (failure.value.status, failure.value.message) == (status, message)
+    with pytest.raises(va.PluginError):
+        plugin.process(noise())
+
+
+def test_latency_tail_and_streaming(monkeypatch):
+    monkeypatch.setenv("TEST_EFFECT", "delay=100")
+    audio = noise()
+    with va.Plugin(TEST_EFFECT, 44100, 2) as plugin:
+        pieces = list(plugin.stream(np.array_split(audio, 3)))
+        assert plugin.latency == 100
+    assert len(pieces[-1]) == 100
+    assert np.array_equal(np.concatenate(pieces)[100:], audio)
+
+
+@pytest.mark.parametrize("path, key, makeup", [installed(COMP_VST2, 5, 0.5), installed(COMP_VST3, 8, 0.5)])
+def test_parameters_are_heard_and_listed(path, key, makeup):
+    audio = noise(dtype=np.float32) * 0.1
+    with va.Plugin(path, 44100, 2) as plugin:
+        before = plugin.process(audio)
+        plugin.set_parameters({key: makeup})
+        louder = plugin.process(audio)
+        listed = {parameter.number: parameter for parameter in plugin.parameters()}
+    assert np.abs(louder).max() > 3 * np.abs(before).max()
+    assert (listed[key].name, listed[key].value, listed[key].label) == ("Makeup", makeup, "dB")
+
+
+def test_state_is_heard_and_reopen_forgets_it():
+    audio = noise()
+    with va.Plugin(TEST_EFFECT, 44100, 2) as plugin:
+        plugin.set_state(struct.pack("<f", 0.25))
+        quieter = plugin.process(audio)
+        plugin.reopen()
+        again = plugin.process(audio)
+    assert np.array_equal(quieter, audio * np.float32(0.25))
+    assert np.array_equal(again, audio)
+
+
+def test_module_functions(monkeypatch, tmp_path):
+    monkeypatch.setenv("TEST_EFFECT", "inputs=1,no-params")
+    assert va.test(TEST_EFFECT) and not va.test("/nonexistent.so")
+    assert not va.has_editor(TEST_EFFECT)
+    pins = va.info(TEST_EFFECT)
+    assert [len(pins["inputs"]), len(pins["outputs"])] == [1, 2]
+    assert pins["outputs"][1].arrangement_type == 1  # stereo
+    with pytest.raises(va.PluginError) as failure:
+        va.configure(TEST_EFFECT, data=tmp_path / "settings")
+    assert failure.value.status == 255
