@@ -42,10 +42,15 @@ std::optional<curlFunctions> open() {
 
 } // namespace
 
-const curlFunctions& curlLibrary() {
+const curlFunctions* openCurlLibrary() {
     static const std::optional<curlFunctions> functions = open();
-    if (!functions)
-        throw network_error();
+    return functions ? &*functions : nullptr;
+}
+
+const curlFunctions& curlLibrary() {
+    const curlFunctions* functions = openCurlLibrary();
+    if (functions == nullptr)
+        throw bug_check();
     return *functions;
 }
 

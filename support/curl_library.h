@@ -25,7 +25,9 @@ struct curlFunctions {
     decltype(&curl_multi_strerror) multiStrerror;
 };
 
-// The library's functions; throws network_error ("network error") when it cannot be opened.
+// The library's functions, or null when it cannot be opened (the first call opens it).
+const curlFunctions* openCurlLibrary();
+// The same, once openCurlLibrary has succeeded; throws bug_check otherwise.
 const curlFunctions& curlLibrary();
 
 // The file name the system's loader knows libcurl by (one per platform).

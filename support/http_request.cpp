@@ -32,6 +32,8 @@ struct multiDeleter {
 // The library's process-wide set-up, done once, before the first handle and never undone:
 // its tear-down is not safe while other threads might still use it.
 void initialiseLibrary() {
+    if (openCurlLibrary() == nullptr)
+        throw httpRequest::error(std::string("network error: cannot open ") + curlLibraryName);
     static const CURLcode result = curlLibrary().globalInit(CURL_GLOBAL_DEFAULT);
     if (result != CURLE_OK)
         throw httpRequest::error(std::string("network error: ") +
