@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 namespace {
 
@@ -52,8 +53,10 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
                 sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[c], count);
                 runs[c] = quantised[c];
             }
-            for (uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count); i < count;
-                 ++i)
+            uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count);
+            if constexpr (std::is_same_v<Codec, sampleCodecs::uint8> && Fixed >= 3)
+                i = sampleCodecs::packByteFrames<Fixed>(runs, out, count);
+            for (; i < count; ++i)
                 for (uint32_t c = 0; c < Fixed; ++c)
                     Codec::pack(quantised[c][i], out + i * frameBytes + c * Codec::size);
         } else {
@@ -103,6 +106,21 @@ auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_
 
 template <typename T, typename Codec>
 auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_t, uint32_t) {
+    // 8-bit frames of up to 8 channels are interleaved as whole frames (packByteFrames).
+    if constexpr (std::is_same_v<Codec, sampleCodecs::uint8>) {
+        switch (channels) {
+        case 3:
+            return writeChannels<T, Codec, 3>;
+        case 5:
+            return writeChannels<T, Codec, 5>;
+        case 6:
+            return writeChannels<T, Codec, 6>;
+        case 7:
+            return writeChannels<T, Codec, 7>;
+        default:
+            break;
+        }
+    }
     switch (channels) {
     case 1:
         return writeChannels<T, Codec, 1>;

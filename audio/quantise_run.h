@@ -2,7 +2,9 @@
 
 #include "audio/sample_codecs.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #if defined(__SSE2__)
@@ -137,7 +139,66 @@ inline uint32_t packVectors(const int32_t* const* codes, uint8_t* out, uint32_t 
     return i;
 }
 
+// Interleaves 3 to 8 channels of 8-bit codes four frames at a time: the codes of channels 0-3
+// (and 4-7) are transposed into frame order and packed to bytes, then each frame goes out with
+// one 4- or 8-byte store that runs into the next frame, which the next store writes over. The
+// last frames, whose store would run past the run, are left to the caller. Returns the frames
+// done.
+template <uint32_t Channels>
+inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32_t count) {
+    static_assert(Channels >= 3 && Channels <= 8);
+    const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
+    // Four frames of channels first..first+3, 4 bytes each; channels past the last are 0x80.
+    const auto group = [&](uint32_t first, uint32_t i) {
+        __m128i c[4];
+        for (uint32_t k = 0; k < 4; ++k)
+            c[k] = first + k < Channels
+                       ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(codes[first + k] + i))
+                       : _mm_setzero_si128();
+        const __m128i low01 = _mm_unpacklo_epi32(c[0], c[1]);
+        const __m128i low23 = _mm_unpacklo_epi32(c[2], c[3]);
+        const __m128i high01 = _mm_unpackhi_epi32(c[0], c[1]);
+        const __m128i high23 = _mm_unpackhi_epi32(c[2], c[3]);
+        const __m128i frames01 =
+            _mm_packs_epi32(_mm_unpacklo_epi64(low01, low23), _mm_unpackhi_epi64(low01, low23));
+        const __m128i frames23 =
+            _mm_packs_epi32(_mm_unpacklo_epi64(high01, high23), _mm_unpackhi_epi64(high01, high23));
+        return _mm_xor_si128(_mm_packs_epi16(frames01, frames23), bias);
+    };
+    constexpr uint32_t storeBytes = Channels <= 4 ? 4 : 8;
+    uint32_t i = 0;
+    for (; size_t{i + 3} * Channels + storeBytes <= size_t{count} * Channels; i += 4) {
+        uint8_t* frame = out + size_t{i} * Channels;
+        if constexpr (Channels == 4) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(frame), group(0, i));
+        } else if constexpr (Channels == 3) {
+            __m128i bytes = group(0, i);
+            for (uint32_t k = 0; k < 4; ++k, bytes = _mm_srli_si128(bytes, 4)) {
+                const int32_t word = _mm_cvtsi128_si32(bytes);
+                std::memcpy(frame + k * Channels, &word, sizeof word);
+            }
+        } else {
+            const __m128i first = group(0, i);
+            const __m128i second = group(4, i);
+            const __m128i frames01 = _mm_unpacklo_epi32(first, second);
+            const __m128i frames23 = _mm_unpackhi_epi32(first, second);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame), frames01);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + Channels),
+                             _mm_unpackhi_epi64(frames01, frames01));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + 2 * Channels), frames23);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + 3 * Channels),
+                             _mm_unpackhi_epi64(frames23, frames23));
+        }
+    }
+    return i;
+}
+
 #else
+
+template <uint32_t Channels>
+inline uint32_t packByteFrames(const int32_t* const*, uint8_t*, uint32_t) {
+    return 0;
+}
 
 template <typename Codec, typename T>
 inline uint32_t quantiseVectors(const T*, int32_t*, uint32_t) {

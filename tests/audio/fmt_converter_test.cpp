@@ -166,7 +166,7 @@ TYPED_TEST(Converter, FloatStreamsPassOutOfRangeValuesUnclipped) {
 // Each channel count has its own kernel; runs longer than one quantising piece cross its seams.
 TYPED_TEST(Converter, RoundTripsEveryLayoutAndEncoding) {
     for (encoding format : {u8, s16, s24, s32, f32, f64})
-        for (uint32_t channels : {1u, 2u, 3u, 6u})
+        for (uint32_t channels : {1u, 2u, 3u, 4u, 6u, 8u})
             for (uint32_t frames : {1u, 300u, 512u}) {
                 SCOPED_TRACE(testing::Message() << format.bits << " bits, " << channels
                                                 << " channels, " << frames << " frames");
