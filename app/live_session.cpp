@@ -22,6 +22,7 @@ void runLiveWorker(VSTGlobals& globals) noexcept {
             throw std::runtime_error("no VST set");
         vstProcess2<float> processor(globals);
         processor.setOutputMuted(true);
+        processor.setReopenForRate(false);
         runLiveFraming(processor, *globals.input);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "Live data processing error: %s", failure.what());
@@ -38,8 +39,9 @@ bool runConfigureLiveCommand(VSTGlobals& globals) {
     worker.start(Vesk::schedulingOfCallingThread());
     // Closing the editor ends the process here, whatever the worker is doing.
     const pluginStageScope stage(pluginStage::editor);
-    const bool shown = globals.plugin &&
-                       runEditorWindow(*globals.plugin, [&globals] { saveStateToFile(globals); });
+    const bool shown = globals.plugin && runEditorWindow(*globals.plugin, [&globals] {
+                           return saveStateToFileReporting(globals);
+                       });
     // Only without an editor do we get here: the worker is stopped, also inside a read.
     worker.requestStop();
     worker.join();

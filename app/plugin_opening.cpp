@@ -3,6 +3,7 @@
 #include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/plugin_stage.h"
+#include "support/message_text.h"
 
 #include <cstdio>
 
@@ -29,11 +30,12 @@ std::unique_ptr<PluginHost> tryVst2(const VSTGlobals& globals, const std::string
         host->setSampleRate(rate);
     std::shared_ptr<ModuleLibrary> module = ModuleLibrary::open(path);
     if (!module) {
-        std::fprintf(stderr, "Could not load VST bundle: %s\n", path.c_str());
+        std::fprintf(stderr, "Could not load VST bundle: %s\n",
+                     Vesk::escapedForMessage(path).c_str());
         return nullptr;
     }
     if (!loadVst2(*host, std::move(module))) {
-        std::fprintf(stderr, "Could not load VST: %s\n", path.c_str());
+        std::fprintf(stderr, "Could not load VST: %s\n", Vesk::escapedForMessage(path).c_str());
         return nullptr;
     }
     return host;

@@ -9,7 +9,6 @@ namespace {
 
 constexpr const char vendorName[] = "Marrowvale";
 constexpr const char productName[] = "Marrowvale VST Adapter";
-constexpr intptr_t defaultSampleRate = 44100;
 constexpr intptr_t blockSize = 512;
 
 bool hostCanDo(const void* text) {
@@ -39,7 +38,10 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
     case audioMasterGetTime:
         return host ? reinterpret_cast<intptr_t>(fillTimeInfo(*host, value)) : 0;
     case audioMasterProcessEvents:
+        return 1;
     case audioMasterIOChanged:
+        if (host)
+            host->forgetFormat();
         return 1;
     case audioMasterNeedIdle:
         if (host)
@@ -50,7 +52,7 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
             host->resizeEditorWindow(index, static_cast<int>(value));
         return 1;
     case audioMasterGetSampleRate:
-        return host && host->sampleRate >= 1 ? host->sampleRate : defaultSampleRate;
+        return host && host->sampleRate >= 1 ? host->sampleRate : PluginHost::defaultSampleRate;
     case audioMasterGetBlockSize:
         return blockSize;
     case audioMasterGetCurrentProcessLevel:

@@ -7,17 +7,27 @@
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_module.h"
 
+#include <cstdlib>
 #include <cstring>
 
-namespace {
-constexpr intptr_t pluginBlockSize = 512;
+void restoreProcessDefaults() {
+    std::srand(1);
 }
 
 bool attachEffect(PluginHost& host, AEffect* effect) {
-    if (effect == nullptr || effect->magic != kEffectMagic || (effect->flags & effFlagsIsSynth))
+    if (effect == nullptr || effect->magic != kEffectMagic)
         return false;
+    if (effect->flags & effFlagsIsSynth) {
+        // Created, so it is closed before its code can go: an instrument may have threads of
+        // its own running by now.
+        const pluginStageScope stage(pluginStage::closing);
+        if (effect->dispatcher != nullptr)
+            guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
+        return false;
+    }
     host.effect = effect;
     effect->user = &host;
+    host.rateAtOpen = host.sampleRate != 0 ? host.sampleRate : PluginHost::defaultSampleRate;
     // Absurd pin counts are refused before any call could walk them.
     if (!host.pinCountsWithinLimits())
         return false;
@@ -26,18 +36,18 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
         host.dispatch(effOpen);
         if (host.sampleRate != 0)
             host.dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(host.sampleRate));
-        host.dispatch(effSetBlockSize, 0, pluginBlockSize);
+        host.dispatch(effSetBlockSize, 0, PluginHost::blockFrames);
     });
     if (!opened)
         return false;
-    guardedCall([&] { host.dispatch(effMainsChanged, 0, 1); });
-    host.active = true;
+    host.resume();
     return true;
 }
 
 namespace {
 
-bool openFromEntry(PluginHost& host, VstPluginMainProc entry, std::shared_ptr<ModuleLibrary> library) {
+bool openFromEntry(PluginHost& host, VstPluginMainProc entry,
+                   std::shared_ptr<ModuleLibrary> library) {
     host.library = std::move(library);
     host.entryPoint = entry;
     AEffect* effect = nullptr;
@@ -61,15 +71,6 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
 
 namespace {
 
-// The wrapper of a record that was refused before the host took it: nobody else will close it,
-// and the module must not go while it lives.
-void closeRefused(PluginHost& host, AEffect* effect) {
-    if (host.effect == effect)
-        return;
-    guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
-    host.wrapper = nullptr;
-}
-
 // Factory order decides: the first audio module class that can be bridged is the plug-in, so a
 // controller class listed first is passed over.
 bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
@@ -79,15 +80,16 @@ bool openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
             continue;
         Steinberg::TUID classId;
         std::memcpy(classId, info.classId.data(), sizeof classId);
-        auto* wrapper =
-            vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
+        auto* wrapper = vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
         if (wrapper == nullptr)
             continue;
         host.wrapper = wrapper;
         AEffect* effect = wrapper->getAEffect();
         if (attachEffect(host, effect))
             return true;
-        closeRefused(host, effect);
+        // A record refused before the host took it has been closed, which deleted the wrapper.
+        if (host.effect != effect)
+            host.wrapper = nullptr;
         return false;
     }
     return false;

@@ -9,6 +9,11 @@
 class PluginHost;
 class Vst3Module;
 
+// Puts process-wide state back as plug-ins expect to find it in a fresh process: the C random
+// generator at its default seed (code linked into us seeds it while starting up; an instance
+// opened and closed again has drawn from it). Before any plug-in code runs on it.
+void restoreProcessDefaults();
+
 // Loaders report only success; the command layer prints the messages. Nothing thrown by
 // plug-in code escapes them.
 
@@ -20,7 +25,8 @@ bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
 bool loadVst3(PluginHost& host, const std::string& path);
 
 // Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
-// instruments. On a failed open the record stays with the host, so teardown still closes it.
+// instruments (closed first: they were created). On a failed open the record stays with the
+// host, so teardown still closes it.
 bool attachEffect(PluginHost& host, AEffect* effect);
 
 // What a fresh instance of an already loaded plug-in is made from: the VST 2 entry function and

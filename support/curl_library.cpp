@@ -25,6 +25,7 @@ std::optional<curlFunctions> open() {
     find(library, "curl_easy_cleanup", f.easyCleanup, ok);
     find(library, "curl_easy_setopt", f.easySetopt, ok);
     find(library, "curl_easy_getinfo", f.easyGetinfo, ok);
+    find(library, "curl_easy_header", f.easyHeader, ok);
     find(library, "curl_easy_pause", f.easyPause, ok);
     find(library, "curl_easy_strerror", f.easyStrerror, ok);
     find(library, "curl_multi_init", f.multiInit, ok);

@@ -13,6 +13,7 @@ struct curlFunctions {
     decltype(&curl_easy_cleanup) easyCleanup;
     decltype(&curl_easy_setopt) easySetopt;
     decltype(&curl_easy_getinfo) easyGetinfo;
+    decltype(&curl_easy_header) easyHeader;
     decltype(&curl_easy_pause) easyPause;
     decltype(&curl_easy_strerror) easyStrerror;
     decltype(&curl_multi_init) multiInit;

@@ -39,6 +39,10 @@ void fileInOutImpl_posix::openForWriting(const std::string& path) {
     open(path, O_RDWR | O_CREAT | O_TRUNC);
 }
 
+void fileInOutImpl_posix::openForUpdate(const std::string& path) {
+    open(path, O_RDWR | O_CREAT);
+}
+
 int fileInOutImpl_posix::checkedDescriptor() const {
     if (descriptor < 0)
         throw bug_check();
@@ -131,6 +135,12 @@ std::shared_ptr<fileIn> openFileForReading(const std::string& name) {
 std::shared_ptr<fileInOut> openFileForWriting(const std::string& name) {
     auto file = std::make_shared<fileInOutImpl_posix>();
     file->openForWriting(name);
+    return file;
+}
+
+std::shared_ptr<fileInOut> openFileForUpdate(const std::string& name) {
+    auto file = std::make_shared<fileInOutImpl_posix>();
+    file->openForUpdate(name);
     return file;
 }
 

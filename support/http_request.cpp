@@ -3,6 +3,7 @@
 #include "support/curl_library.h"
 #include "support/errors.h"
 #include "support/http_failure.h"
+#include "support/message_text.h"
 #include "support/thread_abort.h"
 
 #include <algorithm>
@@ -112,7 +113,7 @@ struct httpRequest::transfer {
 };
 
 httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& timeouts)
-    : shownUrl(urlForMessages(url)), limits(timeouts) {
+    : shownUrl(escapedForMessage(urlForMessages(url))), limits(timeouts) {
     initialiseLibrary();
     multi.reset(curlLibrary().multiInit());
     easy.reset(curlLibrary().easyInit());
@@ -131,6 +132,9 @@ httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& t
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectSeconds * 1000.0));
     set(CURLOPT_BUFFERSIZE, receiveBytes);
     set(CURLOPT_USERAGENT, "vst-adapter");
+    // A compressed body is decoded before anyone reads it, and one in an encoding the library
+    // cannot decode fails the request: encoded bytes must never pass for audio.
+    set(CURLOPT_ACCEPT_ENCODING, "");
     set(CURLOPT_WRITEFUNCTION, onBody);
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_HEADERFUNCTION, onHeader);
@@ -305,6 +309,11 @@ void httpRequest::waitReady() {
 }
 
 std::optional<uint64_t> httpRequest::contentLength() const {
+    // The length of an encoded body is not the length of what the reader gets.
+    curl_header* encoding = nullptr;
+    if (curlLibrary().easyHeader(state->easy.get(), "Content-Encoding", 0, CURLH_HEADER, -1,
+                                 &encoding) == CURLHE_OK)
+        return std::nullopt;
     curl_off_t length = -1;
     curlLibrary().easyGetinfo(state->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     if (length < 0)

@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
     Table, FileOpenFailures,
     testing::Values(OpenFailure{"missing", false, "file not found"},
                     OpenFailure{"no/such/dir/x", true, "file not found"},
-                    OpenFailure{"folder", true, "file access error"}));
+                    OpenFailure{"folder", true, "file access error: Is a directory"}));
 
 TEST(NetworkNames, SchemeIsCaseInsensitive) {
     EXPECT_TRUE(Vesk::isNetworkName("http://x"));
