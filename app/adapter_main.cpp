@@ -1,14 +1,17 @@
 #include "app/adapter_main.h"
 
+#include "app/command_failure.h"
 #include "app/fatal_reports.h"
 #include "app/usage.h"
 #include "app/vst_globals.h"
+#include "hosting/plugin_loading.h"
 #include "support/standard_streams.h"
 #include "support/thread_platform.h"
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 
 namespace {
 constexpr int failureStatus = 255;
@@ -41,12 +44,21 @@ int runCommandLine(int argc, const char* const* argv) {
         printUsage(argv[1]);
         return 0;
     }
-    // A parent that stops reading must show up as a write error, not kill us silently.
+    // A parent that stops reading, or a file size limit reached, must show up as a write error
+    // that says so, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     installFatalReports();
+    // So that the same input gives the same output with plug-ins that draw random numbers.
+    restoreProcessDefaults();
     int status = failureStatus;
     try {
         status = runWithProtectedOutput(argc, argv);
+    } catch (const CommandFailure& failure) {
+        std::fputs(failure.what(), stderr);
+    } catch (const std::bad_alloc&) {
+        std::fputs("out of memory\n", stderr);
+        status = failureStatus;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         status = failureStatus;

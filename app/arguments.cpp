@@ -58,3 +58,7 @@ int processLevelFromArguments(const ArgumentMap& arguments) {
     const auto value = findArgument(arguments, "--process");
     return value && *value == "realtime" ? realtime : offline;
 }
+
+SampleEncoding sampleEncodingFromArguments(const ArgumentMap& arguments) {
+    return {getIntOption(arguments, "--bits"), getIntOption(arguments, "--formattag")};
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,6 +21,13 @@ int readWholeNumber(const std::string& text);
 // Whether the options ask for 64-bit samples: "--float64" > 0 if given, else from the stream
 // encoding (float wider than 32 bits, integer wider than 24 bits).
 bool wantsDoublePrecision(const ArgumentMap& arguments);
+
+// How samples are encoded on the streams, as "--bits" and "--formattag" give it (0 if absent).
+struct SampleEncoding {
+    int32_t bits = 0;
+    int32_t formatTag = 0;
+};
+SampleEncoding sampleEncodingFromArguments(const ArgumentMap& arguments);
 
 // 2 (real-time) for "--process" exactly "realtime", else 4 (offline).
 int processLevelFromArguments(const ArgumentMap& arguments);

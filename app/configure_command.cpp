@@ -8,7 +8,8 @@ bool runConfigureCommand(VSTGlobals& globals) {
     if (!globals.plugin)
         return false;
     // Returns only for a plug-in without an editor; otherwise the process ends when the window
-    // is closed, the settings written back.
+    // is closed, the settings written back (status 255 when they could not be).
     const pluginStageScope stage(pluginStage::editor);
-    return runEditorWindow(*globals.plugin, [&globals] { saveStateToFile(globals); });
+    return runEditorWindow(*globals.plugin,
+                           [&globals] { return saveStateToFileReporting(globals); });
 }

@@ -1,3 +1,4 @@
+#include "app/command_failure.h"
 #include "app/commands.h"
 #include "app/plugin_opening.h"
 #include "app/state_file.h"
@@ -6,34 +7,60 @@
 
 #include "support/errors.h"
 #include "support/file_stream.h"
+#include "support/network/network_input.h"
+#include "support/message_text.h"
 #include "support/wide_text.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <stdexcept>
+#include <sys/stat.h>
 
 namespace {
 
 // Names the file and the system's reason, so the parent can tell its user what went wrong.
 [[noreturn]] void throwOpenFailure(const std::string& path) {
-    throw std::runtime_error(Vesk::toUtf8(Vesk::openErrorMessage(Vesk::fromUtf8(path))));
+    const int code = errno;
+    const std::wstring shown = Vesk::fromUtf8(Vesk::escapedForMessage(path));
+    errno = code;
+    throw std::runtime_error(Vesk::toUtf8(Vesk::openErrorMessage(shown)));
 }
 
-void openRedirections(VSTGlobals& globals) {
-    if (const auto input = findArgument(globals.arguments, "--input")) {
+// Processing a file into itself would overwrite the input before it is read.
+void refuseSameFile(const std::string& input, const std::string& output) {
+    struct stat in {};
+    struct stat out {};
+    if (Vesk::isNetworkName(input) || ::stat(input.c_str(), &in) != 0 ||
+        ::stat(output.c_str(), &out) != 0)
+        return;
+    if (in.st_dev == out.st_dev && in.st_ino == out.st_ino)
+        throw std::runtime_error("--input and --output name the same file: '" +
+                                 Vesk::escapedForMessage(output) + "'");
+}
+
+// The output file is opened here, so that a bad name is reported first, but emptied only once
+// the plug-in has loaded: a run that fails before that leaves it as it was.
+std::shared_ptr<Vesk::fileInOut> openRedirections(VSTGlobals& globals) {
+    const auto input = findArgument(globals.arguments, "--input");
+    const auto output = findArgument(globals.arguments, "--output");
+    if (input && output)
+        refuseSameFile(*input, *output);
+    if (input) {
         try {
-            globals.input = Vesk::openFileForReading(*input);
+            globals.input = Vesk::openInput(*input);
         } catch (const Vesk::file_access_error&) {
             throwOpenFailure(*input);
         }
     }
-    if (const auto output = findArgument(globals.arguments, "--output")) {
+    std::shared_ptr<Vesk::fileInOut> outputFile;
+    if (output) {
         try {
-            globals.output = Vesk::openFileForWriting(*output);
+            outputFile = Vesk::openFileForUpdate(*output);
         } catch (const Vesk::file_access_error&) {
             throwOpenFailure(*output);
         }
+        globals.output = outputFile;
     }
+    return outputFile;
 }
 
 bool hasEditorOrParameters(const PluginHost& plugin) {
@@ -45,18 +72,14 @@ bool hasEditorOrParameters(const PluginHost& plugin) {
 bool mainWithGlobals(VSTGlobals& globals) {
     if (findArgument(globals.arguments, "--pipe") || findArgument(globals.arguments, "--inpipe"))
         throw std::runtime_error("pipes not yet implemented");
-    openRedirections(globals);
+    const std::shared_ptr<Vesk::fileInOut> outputFile = openRedirections(globals);
 
     const auto vstPath = findArgument(globals.arguments, "--vst");
-    if (!vstPath) {
-        std::fputs("No VST specified.\n", stderr);
-        return false;
-    }
+    if (!vstPath)
+        throw CommandFailure("No VST specified.\n");
     openPluginFromArguments(globals, *vstPath);
-    if (!globals.plugin) {
-        std::fputs("Could not open VST.", stderr);
-        return false;
-    }
+    if (outputFile)
+        outputFile->setLength(0);
 
     const std::string& command = globals.command;
     if (command == "has-editor")
@@ -80,6 +103,5 @@ bool mainWithGlobals(VSTGlobals& globals) {
         return runConfigureCommand(globals);
     if (command == "configure-live")
         return runConfigureLiveCommand(globals);
-    std::fputs("Invalid arguments, no command found.\n", stderr);
-    return false;
+    throw CommandFailure("Invalid arguments, no command found.\n");
 }

@@ -20,8 +20,12 @@ void runLiveWorker(VSTGlobals& globals) noexcept {
     try {
         if (!globals.plugin)
             throw std::runtime_error("no VST set");
-        vstProcess2<float> processor(globals);
+        const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
+        // Never opened afresh here (the editor shows the instance): no settings to give again.
+        vstProcess2<float> processor(globals.plugin, encoding.bits, encoding.formatTag,
+                                     globals.output.get(), nullptr);
         processor.setOutputMuted(true);
+        processor.setReopenForRate(false);
         runLiveFraming(processor, *globals.input);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "Live data processing error: %s", failure.what());
@@ -38,8 +42,9 @@ bool runConfigureLiveCommand(VSTGlobals& globals) {
     worker.start(Vesk::schedulingOfCallingThread());
     // Closing the editor ends the process here, whatever the worker is doing.
     const pluginStageScope stage(pluginStage::editor);
-    const bool shown = globals.plugin &&
-                       runEditorWindow(*globals.plugin, [&globals] { saveStateToFile(globals); });
+    const bool shown = globals.plugin && runEditorWindow(*globals.plugin, [&globals] {
+                           return saveStateToFileReporting(globals);
+                       });
     // Only without an editor do we get here: the worker is stopped, also inside a read.
     worker.requestStop();
     worker.join();

@@ -2,6 +2,6 @@
 
 #include "app/vst_globals.h"
 
-// Loads the plug-in named by "--vst" as "--vst-version" allows, printing the loaders' messages.
-// Leaves globals.plugin null when nothing loaded.
+// Loads the plug-in named by "--vst" as "--vst-version" allows into globals.plugin. Throws
+// CommandFailure with the loaders' messages when nothing loaded.
 void openPluginFromArguments(VSTGlobals& globals, const std::string& path);

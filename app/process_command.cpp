@@ -1,4 +1,5 @@
 #include "app/commands.h"
+#include "app/state_file.h"
 #include "app/fatal_reports.h"
 
 #include "audio/framing.h"
@@ -6,6 +7,8 @@
 #include "audio/vst_process.h"
 #include "hosting/plugin_stage.h"
 #include "support/buffered_streams.h"
+#include "support/pipe_buffer.h"
+#include "support/stream_unix.h"
 
 #include <memory>
 #include <stdexcept>
@@ -13,9 +16,14 @@
 namespace {
 
 std::unique_ptr<vstProcessShared> makeProcessor(VSTGlobals& globals) {
+    const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
+    auto giveSettingsFile = [&globals] { applyStateData(globals); };
     if (wantsDoublePrecision(globals.arguments) && globals.plugin->canDoubleReplacing())
-        return std::make_unique<vstProcess2<double>>(globals);
-    return std::make_unique<vstProcess2<float>>(globals);
+        return std::make_unique<vstProcess2<double>>(globals.plugin, encoding.bits,
+                                                     encoding.formatTag, globals.output.get(),
+                                                     giveSettingsFile);
+    return std::make_unique<vstProcess2<float>>(globals.plugin, encoding.bits, encoding.formatTag,
+                                                globals.output.get(), giveSettingsFile);
 }
 
 StreamFormatOptions formatOptions(const ArgumentMap& arguments) {
@@ -43,6 +51,15 @@ bool applyFormatFromOptions(vstProcessShared& processor, const ArgumentMap& argu
     return true;
 }
 
+// Each system call and each wake-up of a process on either end moves up to this much.
+constexpr size_t transferBytes = 1 << 20;
+
+// Standard input and output, when they are pipes; files and network streams stay as they are.
+template <typename Stream> void enlargeIfPipe(Stream* stream) {
+    if (const auto* descriptor = dynamic_cast<const Vesk::_streamUnixBase*>(stream))
+        Vesk::enlargePipeBuffer(descriptor->fd(), transferBytes);
+}
+
 } // namespace
 
 bool runProcessCommand(VSTGlobals& globals) {
@@ -50,8 +67,10 @@ bool runProcessCommand(VSTGlobals& globals) {
         return false;
     // Large reads and writes instead of one system call per block; the input flushes the
     // output before it waits, so a parent that waits for our replies is never stalled.
-    auto output = std::make_shared<Vesk::bufferedStreamOut>(globals.output);
-    auto input = std::make_shared<Vesk::bufferedStreamIn>(globals.input, output);
+    enlargeIfPipe(globals.input.get());
+    enlargeIfPipe(globals.output.get());
+    auto output = std::make_shared<Vesk::bufferedStreamOut>(globals.output, transferBytes);
+    auto input = std::make_shared<Vesk::bufferedStreamIn>(globals.input, output, transferBytes);
     globals.output = output;
     globals.input = input;
     setOutputToFlushOnExit(output);

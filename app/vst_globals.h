@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/arguments.h"
-#include "hosting/plugin_host.h"
+#include "hosting/plugin_slot.h"
 #include "support/stream.h"
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct VSTGlobals {
     std::string dataPath;
     std::string command;
     ArgumentMap arguments;
-    std::unique_ptr<PluginHost> plugin;
+    PluginSlot plugin;
     std::vector<uint8_t> stateData;
     std::shared_ptr<Vesk::streamOut> output;
     std::shared_ptr<Vesk::streamIn> input;

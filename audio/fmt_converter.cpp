@@ -1,10 +1,12 @@
 #include "audio/fmt_converter.h"
 
+#include "audio/quantise_run.h"
 #include "audio/sample_codecs.h"
 #include "support/errors.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <type_traits>
 
 namespace {
 
@@ -19,8 +21,9 @@ concept quantisedCodec = requires(int32_t v, uint8_t* p) {
 constexpr uint32_t quantisePiece = 256;
 
 // One channel at a time, striding through the interleaved bytes. `Fixed` is the channel count
-// when it is known at compile time (mono and stereo, the common streams), which lets the
-// compiler vectorise the strided accesses; 0 means the count comes at run time.
+// when it is known at compile time (1, 2, 4 and 8, whose strides the compiler vectorises with
+// shuffles; other fixed counts came out slower than the run-time stride); 0 means the count
+// comes at run time.
 template <typename T, typename Codec, uint32_t Fixed>
 void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
@@ -33,7 +36,7 @@ void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, u
     }
 }
 
-// Mono and stereo pack all channels of a frame together, which the compiler turns into vector
+// Fixed counts pack all channels of a frame together, which the compiler turns into vector
 // interleaving; other counts pack channel by channel.
 template <typename T, typename Codec, uint32_t Fixed>
 void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t channels,
@@ -45,19 +48,20 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
         const uint32_t count = std::min(quantisePiece, frames - start);
         uint8_t* __restrict out = destination + start * frameBytes;
         if constexpr (Fixed != 0) {
+            const int32_t* runs[Fixed];
             for (uint32_t c = 0; c < Fixed; ++c) {
-                const T* __restrict source = buffers[c] + start;
-                for (uint32_t i = 0; i < count; ++i)
-                    quantised[c][i] = Codec::template quantise<T>(source[i]);
+                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[c], count);
+                runs[c] = quantised[c];
             }
-            for (uint32_t i = 0; i < count; ++i)
+            uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count);
+            if constexpr (std::is_same_v<Codec, sampleCodecs::uint8> && Fixed >= 3)
+                i = sampleCodecs::packByteFrames<Fixed>(runs, out, count);
+            for (; i < count; ++i)
                 for (uint32_t c = 0; c < Fixed; ++c)
                     Codec::pack(quantised[c][i], out + i * frameBytes + c * Codec::size);
         } else {
             for (uint32_t c = 0; c < stride; ++c) {
-                const T* __restrict source = buffers[c] + start;
-                for (uint32_t i = 0; i < count; ++i)
-                    quantised[0][i] = Codec::template quantise<T>(source[i]);
+                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[0], count);
                 uint8_t* channelOut = out + size_t{c} * Codec::size;
                 for (uint32_t i = 0; i < count; ++i)
                     Codec::pack(quantised[0][i], channelOut + i * frameBytes);
@@ -91,6 +95,10 @@ auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_
         return readChannels<T, Codec, 1>;
     case 2:
         return readChannels<T, Codec, 2>;
+    case 4:
+        return readChannels<T, Codec, 4>;
+    case 8:
+        return readChannels<T, Codec, 8>;
     default:
         return readChannels<T, Codec, 0>;
     }
@@ -98,11 +106,30 @@ auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_
 
 template <typename T, typename Codec>
 auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_t, uint32_t) {
+    // 8-bit frames of up to 8 channels are interleaved as whole frames (packByteFrames).
+    if constexpr (std::is_same_v<Codec, sampleCodecs::uint8>) {
+        switch (channels) {
+        case 3:
+            return writeChannels<T, Codec, 3>;
+        case 5:
+            return writeChannels<T, Codec, 5>;
+        case 6:
+            return writeChannels<T, Codec, 6>;
+        case 7:
+            return writeChannels<T, Codec, 7>;
+        default:
+            break;
+        }
+    }
     switch (channels) {
     case 1:
         return writeChannels<T, Codec, 1>;
     case 2:
         return writeChannels<T, Codec, 2>;
+    case 4:
+        return writeChannels<T, Codec, 4>;
+    case 8:
+        return writeChannels<T, Codec, 8>;
     default:
         return writeChannels<T, Codec, 0>;
     }

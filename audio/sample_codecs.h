@@ -70,8 +70,9 @@ struct uint8 {
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(static_cast<int8_t>(*p ^ 0x80)) * T(0.0078125);
     }
+    static constexpr double scale = 128, low = -128, high = 127;
     template <typename T> static int32_t quantise(T x) {
-        return roundClamped(x * T(128), T(-128), T(127));
+        return roundClamped(x * T(scale), T(low), T(high));
     }
     static void pack(int32_t v, uint8_t* p) { *p = static_cast<uint8_t>(v + 128); }
 };
@@ -81,8 +82,9 @@ struct int16 {
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<int16_t>(p)) * T(3.0517578125e-05);
     }
+    static constexpr double scale = 32768, low = -32768, high = 32767;
     template <typename T> static int32_t quantise(T x) {
-        return roundClamped(x * T(32768), T(-32768), T(32767));
+        return roundClamped(x * T(scale), T(low), T(high));
     }
     static void pack(int32_t v, uint8_t* p) { store(p, static_cast<int16_t>(v)); }
 };
@@ -96,9 +98,8 @@ struct int24 {
         const uint32_t bits = uint32_t{p[0]} << 8 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 24;
         return static_cast<T>(static_cast<int32_t>(bits)) * T(4.656612873077393e-10);
     }
-    template <typename T> static int32_t quantise(T x) {
-        return roundClampedInt32(x * T(2147483648.0));
-    }
+    static constexpr double scale = 2147483648.0;
+    template <typename T> static int32_t quantise(T x) { return roundClampedInt32(x * T(scale)); }
     static void pack(int32_t v, uint8_t* p) {
         const auto bits = static_cast<uint32_t>(v);
         p[0] = static_cast<uint8_t>(bits >> 8);
@@ -112,9 +113,8 @@ struct int32 {
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<int32_t>(p)) * T(4.656612873077393e-10);
     }
-    template <typename T> static int32_t quantise(T x) {
-        return roundClampedInt32(x * T(2147483648.0));
-    }
+    static constexpr double scale = 2147483648.0;
+    template <typename T> static int32_t quantise(T x) { return roundClampedInt32(x * T(scale)); }
     static void pack(int32_t v, uint8_t* p) { store(p, v); }
 };
 

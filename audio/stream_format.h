@@ -1,19 +1,10 @@
 #pragma once
 
+#include "hosting/stream_format.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
-
-// Rate, channel counts and speaker masks of the audio streams. A plain value; any thread.
-struct StreamFormat {
-    uint32_t sampleRate = 0;
-    uint32_t inputChannels = 0;
-    uint32_t inputChannelMask = 0;
-    uint32_t outputChannels = 0;
-    uint32_t outputChannelMask = 0;
-
-    friend bool operator==(const StreamFormat&, const StreamFormat&) = default;
-};
 
 // The option numbers a format is built from, as the front end read them (absent = 0).
 struct StreamFormatOptions {

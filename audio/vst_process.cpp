@@ -2,10 +2,12 @@
 
 #include "hosting/plugin_state.h"
 
-#include "app/vst_globals.h"
+#include "hosting/load_failure.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/plugin_slot.h"
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace {
@@ -15,33 +17,52 @@ constexpr uint32_t secondsOfLongestTail = 60;
 } // namespace
 
 template <typename T>
-vstProcess2<T>::vstProcess2(VSTGlobals& globals)
-    : vstProcessShared(getIntOption(globals.arguments, "--bits"), getIntOption(globals.arguments, "--formattag"),
-                       globals.output.get()),
-      globals(globals) {}
+vstProcess2<T>::vstProcess2(PluginSlot& plugin, int32_t bits, int32_t formatTag,
+                            Vesk::streamOut* output, std::function<void()> giveSettingsFile)
+    : vstProcessShared(bits, formatTag, output), slot(plugin),
+      giveSettingsFile(std::move(giveSettingsFile)) {}
 
 template <typename T> PluginHost& vstProcess2<T>::plugin() const {
     // A failed reopen leaves no plug-in; anything asked of it afterwards cannot be processed.
-    if (!globals.plugin)
+    if (!slot)
         throw std::runtime_error("VST processing failure");
-    return *globals.plugin;
+    return *slot;
 }
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
     constexpr bool useDouble = std::is_same_v<T, double>;
+    const bool rateCanBeTold =
+        format.sampleRate >= 1 &&
+        format.sampleRate <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
+    if (reopenForRate && !audioSinceOpen && rateCanBeTold &&
+        static_cast<uint32_t>(plugin().rateAtOpen) != format.sampleRate &&
+        plugin().wrapper == nullptr && plugin().entryPoint != nullptr)
+        reopenAtRate(format.sampleRate);
+    PluginHost& host = plugin();
+    const StreamFormat asked = format;
     // Refused here, before any audio, rather than run blocks that could not produce output.
-    if (!useDouble && !plugin().canProcessFloat())
+    if (!useDouble && !host.canProcessFloat())
         throw std::runtime_error("VST has no processing function");
-    plugin().setProcessPrecision(useDouble);
-    if (!plugin().setFormat(format))
-        throw std::runtime_error("VST refused audio format");
-    if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(), blockFrames))
+    {
+        // Precision and format in one suspension: some plug-ins do real work on resume.
+        const PluginHost::Reconfiguration suspended(host);
+        host.setProcessPrecision(useDouble);
+        if (!host.setFormat(format))
+            throw std::runtime_error("VST refused audio format");
+    }
+    if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(),
+                         blockFrames))
         throw std::runtime_error("Format conversion failure");
+    requested = asked;
     applied = format;
     applyFrameSizes(format.inputChannels, format.outputChannels);
 }
 
 template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
+    if (!audioSinceOpen) {
+        audioSinceOpen = true;
+        statesSinceOpen = {};
+    }
     const auto count = static_cast<int32_t>(frames);
     if constexpr (std::is_same_v<T, double>)
         return plugin().processDouble(converter.inputs(), converter.outputs(), count);
@@ -81,25 +102,53 @@ template <typename T> void vstProcess2<T>::renderTail(const tailSink& sink) {
 }
 
 template <typename T> uint32_t vstProcess2<T>::latencyFrames() {
-    if (!globals.plugin)
+    if (!slot)
         return 0;
-    const int32_t delay = globals.plugin->initialDelay();
+    const int32_t delay = slot->initialDelay();
     return delay > 0 ? static_cast<uint32_t>(delay) : 0;
 }
 
-template <typename T> void vstProcess2<T>::reopenPlugin() {
-    PluginSource source = takeSource(plugin());
-    globals.plugin.reset();
-    auto fresh = std::make_unique<PluginHost>();
-    fresh->processLevel = processLevelFromArguments(globals.arguments);
-    if (!reopen(*fresh, std::move(source)))
+template <typename T> void vstProcess2<T>::openFreshInstance(int32_t rate) {
+    plugin(); // nothing to reopen fails as processing does
+    try {
+        slot.reopen(rate);
+    } catch (const LoadFailure&) {
         throw std::runtime_error("Could not reopen VST");
-    globals.plugin = std::move(fresh);
+    }
+    audioSinceOpen = false;
+}
+
+// The settings given so far are given again, as they were: carried over through the plug-in's
+// own settings they need not sound the same.
+template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
+    // As if the first instance had never been: it may have drawn random numbers.
+    restoreProcessDefaults();
+    openFreshInstance(static_cast<int32_t>(rate));
+    if (settingsFileInForce && giveSettingsFile)
+        giveSettingsFile();
+    for (const auto& state : statesSinceOpen)
+        loadState(plugin(), state.data(), state.size());
+}
+
+template <typename T> void vstProcess2<T>::reopenPlugin() {
+    openFreshInstance(plugin().sampleRate);
+    // A reopened plug-in starts from its own defaults.
+    settingsFileInForce = false;
+    statesSinceOpen = {};
+    // Audio that follows goes through the new instance set up as the old one was; untold, it
+    // would use none of its pins and the previous block's output would be sent again.
+    if (requested) {
+        StreamFormat again = *requested;
+        setStreamFormat(again);
+    }
 }
 
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
-    if (globals.plugin)
-        loadState(*globals.plugin, data, length);
+    if (!slot)
+        return;
+    loadState(*slot, data, length);
+    if (!audioSinceOpen && reopenForRate && slot->wrapper == nullptr)
+        statesSinceOpen.emplace_back(data, data + length);
 }
 
 template class vstProcess2<float>;

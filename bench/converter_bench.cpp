@@ -76,7 +76,7 @@ void copyStream(benchmark::State& state) {
 void encodingsAndLayouts(benchmark::internal::Benchmark* b) {
     b->ArgNames({"enc", "ch"});
     for (int e = 0; e < 6; ++e)
-        for (int channels : {2, 6})
+        for (int channels = 1; channels <= 8; ++channels)
             b->Args({e, channels});
 }
 

@@ -2,8 +2,9 @@
 
 #include <utility>
 
-// Runs plug-in code so that nothing it throws escapes into our own: an exception becomes a
-// false result, and the caller decides what to report.
+// The one guard where plug-in code and ours meet: runs plug-in code so that nothing it throws
+// escapes into our own, and our answers to the plug-in so that nothing escapes back into it. An
+// exception becomes a false result, and the caller decides what to report or answer.
 template <typename Call> bool guardedCall(Call&& call) noexcept {
     try {
         std::forward<Call>(call)();

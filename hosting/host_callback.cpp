@@ -1,5 +1,6 @@
 #include "hosting/host_callback.h"
 
+#include "hosting/guarded_call.h"
 #include "hosting/plugin_host.h"
 
 #include <cstring>
@@ -9,7 +10,6 @@ namespace {
 
 constexpr const char vendorName[] = "Marrowvale";
 constexpr const char productName[] = "Marrowvale VST Adapter";
-constexpr intptr_t defaultSampleRate = 44100;
 constexpr intptr_t blockSize = 512;
 
 bool hostCanDo(const void* text) {
@@ -39,7 +39,10 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
     case audioMasterGetTime:
         return host ? reinterpret_cast<intptr_t>(fillTimeInfo(*host, value)) : 0;
     case audioMasterProcessEvents:
+        return 1;
     case audioMasterIOChanged:
+        if (host)
+            host->forgetFormat();
         return 1;
     case audioMasterNeedIdle:
         if (host)
@@ -50,7 +53,9 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
             host->resizeEditorWindow(index, static_cast<int>(value));
         return 1;
     case audioMasterGetSampleRate:
-        return host && host->sampleRate >= 1 ? host->sampleRate : defaultSampleRate;
+        if (const int32_t rate = host ? host->sampleRate.load() : 0; rate >= 1)
+            return rate;
+        return PluginHost::defaultSampleRate;
     case audioMasterGetBlockSize:
         return blockSize;
     case audioMasterGetCurrentProcessLevel:
@@ -76,8 +81,6 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
             host->editorIdle();
         return 0;
     default:
-        if (host && host->parameterObserver)
-            host->parameterObserver(index);
         return 0;
     }
 }
@@ -93,7 +96,10 @@ PluginHost* hostFromEffect(AEffect* effect) noexcept {
 }
 
 VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
-    VstTimeInfo& info = host.timeInfo;
+    // One record per calling thread: the plug-in reads it after we return, and its audio and
+    // editor threads may ask at the same time. Fields it did not ask for are zero.
+    thread_local VstTimeInfo info;
+    info = VstTimeInfo{};
     int32_t flags = 0;
     if (requestedFlags & kVstNanosValid) {
         // Positions are never advanced: a plug-in asking for this gets 0 / 0, as it always has.
@@ -115,9 +121,7 @@ VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
 
 intptr_t hostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value, void* ptr,
                       float) noexcept {
-    try {
-        return answer(hostFromEffect(effect), opcode, index, value, ptr);
-    } catch (...) {
-        return 0;
-    }
+    intptr_t result = 0;
+    guardedCall([&] { result = answer(hostFromEffect(effect), opcode, index, value, ptr); });
+    return result;
 }

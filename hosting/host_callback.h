@@ -13,7 +13,8 @@ intptr_t hostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t v
 // still inside its entry function (its `user` field is not set yet).
 PluginHost* hostFromEffect(AEffect* effect) noexcept;
 
-// Fills the host's time info for the requested flags and returns it.
+// Fills the calling thread's time record for the requested flags and returns it; valid on that
+// thread until its next call.
 VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags);
 
 // The name the host gives itself to plug-ins (also what VST 3 plug-ins read as the host's name).

@@ -1,6 +1,5 @@
 #include "hosting/plugin_host.h"
 
-#include "audio/stream_format.h"
 #include "hosting/editor/editor_window.h"
 #include "hosting/guarded_call.h"
 #include "hosting/module/module_library.h"
@@ -54,15 +53,31 @@ uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
     return speaker_layout::bitCount(mask) == static_cast<int>(channels) ? mask : 0;
 }
 
+// Some plug-ins read or write a whole declared block whatever the frame count says.
+constexpr size_t declaredBlockFrames = PluginHost::blockFrames;
+
 } // namespace
+
+PluginHost::Reconfiguration::Reconfiguration(PluginHost& host) : host(host) {
+    if (host.reconfigurationDepth++ == 0) {
+        host.resumeAfterReconfiguration = host.active;
+        if (host.active)
+            host.suspend();
+    }
+}
+
+PluginHost::Reconfiguration::~Reconfiguration() {
+    if (--host.reconfigurationDepth == 0 && host.resumeAfterReconfiguration)
+        host.resume();
+}
 
 PluginHost::PluginHost() = default;
 
 PluginHost::~PluginHost() {
     const pluginStageScope stage(pluginStage::closing);
     suspend();
-    if (effect != nullptr && editorOpen) {
-        editorOpen = false;
+    if (effect != nullptr && editor.open) {
+        editor.open = false;
         if (effect->flags & effFlagsHasEditor)
             dispatch(effEditClose);
     }
@@ -73,7 +88,6 @@ PluginHost::~PluginHost() {
     }
     pins.clear();
     scratch.clear();
-    parameterObserver = nullptr;
     library.reset();
     module.reset();
 }
@@ -85,7 +99,18 @@ intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     return effect->dispatcher(effect, opcode, index, value, ptr, opt);
 }
 
+void PluginHost::resume() {
+    if (effect != nullptr)
+        guardedCall([&] {
+            dispatch(effMainsChanged, 0, 1);
+            dispatch(effStartProcess);
+        });
+    active = true;
+}
+
 void PluginHost::suspend() {
+    if (effect != nullptr && active)
+        guardedCall([&] { dispatch(effStopProcess); });
     if (effect != nullptr)
         guardedCall([&] { dispatch(effMainsChanged, 0, 0); });
     active = false;
@@ -94,8 +119,10 @@ void PluginHost::suspend() {
 void PluginHost::setSampleRate(int32_t rate) {
     if (rate == sampleRate)
         return;
-    if (effect != nullptr)
+    if (effect != nullptr) {
+        const Reconfiguration suspended(*this);
         dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
+    }
     sampleRate = rate;
 }
 
@@ -103,19 +130,44 @@ bool PluginHost::setProcessPrecision(bool useDouble) {
     if (effect == nullptr)
         return false;
     doublePrecision = useDouble;
-    return dispatch(effSetProcessPrecision, 0,
-                    useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
+    if (precisionSent == useDouble)
+        return precisionAccepted;
+    const Reconfiguration suspended(*this);
+    precisionSent = useDouble;
+    precisionAccepted = dispatch(effSetProcessPrecision, 0,
+                                 useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
+    return precisionAccepted;
 }
 
 bool PluginHost::setFormat(StreamFormat& format) {
-    setSampleRate(static_cast<int32_t>(format.sampleRate));
-    if (format.inputChannelMask != 0) {
-        auto record =
-            speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
-        VstSpeakerArrangement& arrangement = record.get();
-        dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&arrangement),
-                 &arrangement);
+    if (formatRequest == format) {
+        // Suspending for nothing would cut the plug-in's reverb tails and delay lines short.
+        format = formatAnswer;
+        return formatAccepted;
     }
+    const StreamFormat request = format;
+    const Reconfiguration suspended(*this);
+    const bool accepted = applyFormat(format);
+    formatRequest = request;
+    formatAnswer = format;
+    formatAccepted = accepted;
+    return accepted;
+}
+
+// Each side's arrangement comes from its own mask and channel count, so that a plug-in with
+// more or fewer outputs than inputs (an encoder, a decoder) is set up for what is read back.
+void PluginHost::sendSpeakerArrangements(const StreamFormat& format) {
+    if (format.inputChannelMask == 0 && format.outputChannelMask == 0)
+        return;
+    auto input = speaker_layout::arrangementForMask(format.inputChannelMask, format.inputChannels);
+    auto output =
+        speaker_layout::arrangementForMask(format.outputChannelMask, format.outputChannels);
+    dispatch(effSetSpeakerArrangement, 0, reinterpret_cast<intptr_t>(&input.get()), &output.get());
+}
+
+bool PluginHost::applyFormat(StreamFormat& format) {
+    setSampleRate(static_cast<int32_t>(format.sampleRate));
+    sendSpeakerArrangements(format);
     const int32_t inputs = numInputs();
     const int32_t outputs = numOutputs();
     // Counts may have changed since loading (audioMasterIOChanged).
@@ -191,25 +243,29 @@ intptr_t PluginHost::tailSize() const {
 }
 
 template <typename Sample>
-Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, int32_t frames) {
+Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive,
+                              uint32_t outputsLive) {
     const auto inputCount = static_cast<uint32_t>(numInputs());
     const auto outputCount = static_cast<uint32_t>(numOutputs());
-    const size_t unused = (inputCount - std::min(inputsUsed, inputCount)) +
-                          (outputCount - std::min(outputsUsed, outputCount));
+    const size_t unusedInputs = inputCount - std::min(inputsLive, inputCount);
+    const size_t unused = unusedInputs + (outputCount - std::min(outputsLive, outputCount));
     pins.resize(inputCount + outputCount);
-    const size_t samplesPerChannel = static_cast<size_t>(std::max(frames, 0));
-    const size_t doublesNeeded =
-        (unused * samplesPerChannel * sizeof(Sample) + sizeof(double) - 1) / sizeof(double);
-    if (scratch.size() < doublesNeeded)
-        scratch.resize(doublesNeeded);
-    std::fill_n(scratch.begin(), doublesNeeded, 0.0);
+    auto doublesFor = [](size_t channels) {
+        return (channels * declaredBlockFrames * sizeof(Sample) + sizeof(double) - 1) /
+               sizeof(double);
+    };
+    if (scratch.size() < doublesFor(unused))
+        scratch.resize(doublesFor(unused));
+    // The silent inputs come first and are laid down again every block: plug-ins may work in
+    // place, in their inputs too. What lands in unused outputs is never read.
+    std::fill_n(scratch.begin(), doublesFor(unusedInputs), 0.0);
     auto* silent = reinterpret_cast<Sample*>(scratch.data());
     for (uint32_t pin = 0; pin < inputCount; ++pin)
         pins[pin] =
-            pin < inputsUsed ? inputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+            pin < inputsLive ? inputs[pin] : std::exchange(silent, silent + declaredBlockFrames);
     for (uint32_t pin = 0; pin < outputCount; ++pin)
         pins[inputCount + pin] =
-            pin < outputsUsed ? outputs[pin] : std::exchange(silent, silent + samplesPerChannel);
+            pin < outputsLive ? outputs[pin] : std::exchange(silent, silent + declaredBlockFrames);
     return reinterpret_cast<Sample**>(pins.data());
 }
 
@@ -234,7 +290,7 @@ bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
         callProcessFloat(inputs, outputs, frames);
         return true;
     }
-    float** all = pinArray(inputs, outputs, frames);
+    float** all = pinArray(inputs, outputs, inputsUsed, outputsUsed);
     callProcessFloat(all, all + numInputs(), frames);
     return true;
 }
@@ -246,7 +302,7 @@ bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames
         effect->processDoubleReplacing(effect, inputs, outputs, frames);
         return true;
     }
-    double** all = pinArray(inputs, outputs, frames);
+    double** all = pinArray(inputs, outputs, inputsUsed, outputsUsed);
     effect->processDoubleReplacing(effect, all, all + numInputs(), frames);
     return true;
 }
@@ -261,17 +317,17 @@ void PluginHost::prime() {
         defaults.outputChannels = 1;
         setFormat(defaults);
     }
-    std::vector<void*> nullChannels(static_cast<size_t>(std::max(numInputs(), numOutputs())),
-                                    nullptr);
+    // Silent scratch rather than null channels: not every plug-in checks the frame count
+    // before it touches its buffers.
     if (doublePrecision) {
         if (effect->processDoubleReplacing) {
-            auto** channels = reinterpret_cast<double**>(nullChannels.data());
-            effect->processDoubleReplacing(effect, channels, channels, 0);
+            double** all = pinArray<double>(nullptr, nullptr, 0, 0);
+            effect->processDoubleReplacing(effect, all, all + numInputs(), 0);
         }
         return;
     }
-    auto** channels = reinterpret_cast<float**>(nullChannels.data());
-    callProcessFloat(channels, channels, 0);
+    float** all = pinArray<float>(nullptr, nullptr, 0, 0);
+    callProcessFloat(all, all + numInputs(), 0);
 }
 
 void PluginHost::editorSize(int& width, int& height) const {
@@ -288,11 +344,11 @@ void PluginHost::editorSize(int& width, int& height) const {
 }
 
 void PluginHost::openEditor(EditorWindow& window) {
-    if (effect == nullptr || editorOpen || !hasEditorFlag())
+    if (effect == nullptr || editor.open || !hasEditorFlag())
         return;
-    editorOpen = true;
+    editor.open = true;
     dispatch(effEditOpen, 0, 0, window.nativeHandle());
-    editorView = &window;
+    editor.window = &window;
 }
 
 void PluginHost::idleStep() {
@@ -300,22 +356,22 @@ void PluginHost::idleStep() {
         return;
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
-    if (editorOpen)
+    if (editor.open)
         dispatch(effEditIdle);
-    if (resizeCountdown >= 1) {
-        --resizeCountdown;
+    if (editor.resizeCountdown >= 1) {
+        --editor.resizeCountdown;
         int width = 0;
         int height = 0;
         editorSize(width, height);
-        if (width == baselineWidth && height == baselineHeight)
+        if (width == editor.baselineWidth && height == editor.baselineHeight)
             return;
         resizeEditorWindow(width, height);
-        resizeCountdown = 0;
+        editor.resizeCountdown = 0;
     }
 }
 
 void PluginHost::editorIdle() {
-    if (!editorOpen)
+    if (!editor.open)
         return;
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
@@ -323,6 +379,24 @@ void PluginHost::editorIdle() {
 }
 
 void PluginHost::resizeEditorWindow(int width, int height) {
-    if (editorView != nullptr)
-        editorView->setContentSize(width, height);
+    if (editor.window != nullptr)
+        editor.window->setContentSize(width, height);
+}
+
+void PluginHost::rememberEditorSize() {
+    if (!editor.open)
+        return;
+    int width = 0;
+    int height = 0;
+    editorSize(width, height);
+    editor.baselineWidth = width;
+    editor.baselineHeight = height;
+}
+
+void PluginHost::letEditorCatchUp() {
+    if (!editor.open)
+        return;
+    dispatch(effEditIdle);
+    editorIdle();
+    editor.resizeCountdown = 100;
 }

@@ -1,16 +1,17 @@
 #pragma once
 
+#include "hosting/stream_format.h"
 #include "hosting/vst2/vst2_abi.h"
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class ModuleLibrary;
 class EditorWindow;
 class Vst3Module;
-struct StreamFormat;
 namespace vst3 {
 class Vst3Bridge;
 }
@@ -20,6 +21,26 @@ class Vst3Bridge;
 // lock inside. Destruction suspends, closes the editor and the plug-in, then unloads its code.
 class PluginHost {
   public:
+    // Keeps the plug-in suspended while it is configured: VST 2 plug-ins take rate, block size,
+    // precision and speaker arrangements only then, and many apply them only when resumed.
+    // Resumes on leaving if it was resumed on entry; nested scopes share one suspension.
+    class Reconfiguration {
+      public:
+        explicit Reconfiguration(PluginHost& host);
+        ~Reconfiguration();
+        Reconfiguration(const Reconfiguration&) = delete;
+        Reconfiguration& operator=(const Reconfiguration&) = delete;
+
+      private:
+        PluginHost& host;
+    };
+
+    // What plug-ins are told with effSetBlockSize, whatever the stream carries; every channel
+    // handed to a plug-in holds this many samples.
+    static constexpr int32_t blockFrames = 512;
+    // The rate the host reports until one is set.
+    static constexpr int32_t defaultSampleRate = 44100;
+
     PluginHost();
     ~PluginHost();
     PluginHost(const PluginHost&) = delete;
@@ -32,11 +53,19 @@ class PluginHost {
     // Sent when an effect exists; always remembered, which is how a rate given before loading
     // reaches the plug-in right after it opens.
     void setSampleRate(int32_t rate);
-    // Tells the plug-in 32- or 64-bit samples; true when it agreed.
+    // Tells the plug-in 32- or 64-bit samples; true when it agreed. Asking again for the
+    // precision in force sends nothing.
     bool setProcessPrecision(bool useDouble);
-    // Applies a stream format: rate, speaker arrangement, pins in use. May lower the record's
-    // channel counts and rewrite its masks; false when the plug-in cannot be used.
+    // Applies a stream format: rate, speaker arrangements, pins in use. May lower the record's
+    // channel counts and rewrite its masks; false when the plug-in cannot be used. The same
+    // request again, with nothing changed meanwhile, sends nothing and gives the same answer.
     bool setFormat(StreamFormat& format);
+    // Resume (`effMainsChanged` 1, then `effStartProcess`), and the reverse; exceptions from
+    // the plug-in are swallowed.
+    void resume();
+    void suspend();
+    // The plug-in's pins may have changed: the next format is worked out afresh.
+    void forgetFormat() { formatRequest.reset(); }
 
     int32_t numInputs() const;
     int32_t numOutputs() const;
@@ -71,6 +100,10 @@ class PluginHost {
     // and the delayed size check after a settings change.
     void idleStep();
     void resizeEditorWindow(int width, int height);
+    // Around loading settings into the plug-in: its size before, then an idle pass and a watch
+    // over the next idle steps for a size change the new settings cause. Nothing while closed.
+    void rememberEditorSize();
+    void letEditorCatchUp();
 
     AEffect* effect = nullptr;
     VstPluginMainProc entryPoint = nullptr;
@@ -80,29 +113,50 @@ class PluginHost {
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
     vst3::Vst3Bridge* wrapper = nullptr;
 
-    bool active = false;
-    int32_t sampleRate = 0;
-    bool editorOpen = false;
+    // Read by the host callback on the plug-in's own threads, while the live worker may set them.
+    std::atomic<bool> active{false};
+    std::atomic<int32_t> sampleRate{0};
+    // The rate the plug-in could learn while it opened; some read it only then.
+    int32_t rateAtOpen = defaultSampleRate;
     float tempo = 120.0f;
     uint32_t timeSignature = (4u << 16) | 2u;
-    int32_t resizeCountdown = 0;
-    int32_t baselineWidth = 0;
-    int32_t baselineHeight = 0;
-    std::function<void(int32_t)> parameterObserver;
-    EditorWindow* editorView = nullptr;
     uint32_t inputsUsed = 0;
     uint32_t outputsUsed = 0;
-    VstTimeInfo timeInfo{};
-    bool needIdle = false;
+    // Set by the host callback on any thread, cleared by the idle loop.
+    std::atomic<bool> needIdle{false};
     int32_t processLevel = kVstProcessLevelOffline;
     bool doublePrecision = false;
     bool formatSet = false;
 
   private:
-    template <typename Sample> Sample** pinArray(Sample** inputs, Sample** outputs, int32_t frames);
-    void suspend();
+    // The editor, opened and idled by the editor session and watched by the settings code.
+    // Main thread.
+    struct EditorState {
+        bool open = false;
+        EditorWindow* window = nullptr;
+        // Idle steps left in which a size change after new settings resizes the window, and
+        // the size it is compared with.
+        int32_t resizeCountdown = 0;
+        int32_t baselineWidth = 0;
+        int32_t baselineHeight = 0;
+    };
+
+    bool applyFormat(StreamFormat& format);
+    void sendSpeakerArrangements(const StreamFormat& format);
+    // Every pin of the plug-in: the caller's first `inputsLive` / `outputsLive` channels, silent
+    // scratch for the rest.
+    template <typename Sample>
+    Sample** pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive, uint32_t outputsLive);
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
 
+    EditorState editor;
     std::vector<void*> pins;
     std::vector<double> scratch; // silent channels for unused pins, sized for either precision
+    int reconfigurationDepth = 0;
+    bool resumeAfterReconfiguration = false;
+    std::optional<bool> precisionSent;
+    bool precisionAccepted = false;
+    std::optional<StreamFormat> formatRequest; // the last request and what it gave
+    StreamFormat formatAnswer;
+    bool formatAccepted = false;
 };

@@ -9,18 +9,24 @@
 class PluginHost;
 class Vst3Module;
 
-// Loaders report only success; the command layer prints the messages. Nothing thrown by
-// plug-in code escapes them.
+// Puts process-wide state back as plug-ins expect to find it in a fresh process: the C random
+// generator at its default seed (code linked into us seeds it while starting up; an instance
+// opened and closed again has drawn from it). Before any plug-in code runs on it.
+void restoreProcessDefaults();
+
+// Loaders throw LoadFailure, which the command layer words; nothing thrown by plug-in code
+// escapes them.
 
 // Finds "VSTPluginMain" (else "main") in the module, calls it and attaches the result. The host
 // keeps the module loaded for its own life.
-bool loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
+void loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module);
 // Loads the VST 3 module at `path` and opens its first audio module class that can be bridged.
 // The host keeps the module for its own life.
-bool loadVst3(PluginHost& host, const std::string& path);
+void loadVst3(PluginHost& host, const std::string& path);
 
 // Validates, attaches, opens and resumes a plug-in record. Refuses null, a wrong magic and
-// instruments. On a failed open the record stays with the host, so teardown still closes it.
+// instruments (closed first: they were created). On a failed open the record stays with the
+// host, so teardown still closes it.
 bool attachEffect(PluginHost& host, AEffect* effect);
 
 // What a fresh instance of an already loaded plug-in is made from: the VST 2 entry function and
@@ -34,6 +40,6 @@ struct PluginSource {
 // Taken from a host before it is destroyed, so that its code stays loaded.
 PluginSource takeSource(PluginHost& host);
 
-// Opens a new instance from `source` on a fresh host; false when there is nothing to open from
-// or the plug-in refuses.
-bool reopen(PluginHost& host, PluginSource source);
+// Opens a new instance from `source` on a fresh host; throws LoadFailure when there is nothing
+// to open from or the plug-in refuses.
+void reopen(PluginHost& host, PluginSource source);

@@ -53,11 +53,7 @@ std::vector<uint8_t> saveChunk(PluginHost& host) {
 void settleAfterLoad(PluginHost& host) {
     if (host.needIdle)
         host.dispatch(effIdle);
-    if (host.editorOpen) {
-        host.dispatch(effEditIdle);
-        host.editorIdle();
-        host.resizeCountdown = 100;
-    }
+    host.letEditorCatchUp();
 }
 
 } // namespace
@@ -65,13 +61,7 @@ void settleAfterLoad(PluginHost& host) {
 void loadState(PluginHost& host, const uint8_t* bytes, uint64_t length) {
     if (host.effect == nullptr || length == 0)
         return;
-    if (host.editorOpen) {
-        int width = 0;
-        int height = 0;
-        host.editorSize(width, height);
-        host.baselineWidth = width;
-        host.baselineHeight = height;
-    }
+    host.rememberEditorSize();
     if (host.wrapper != nullptr)
         loadVst3State(host, bytes, length);
     else if (keepsChunk(*host.effect))

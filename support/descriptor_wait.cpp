@@ -42,8 +42,8 @@ void waitForDescriptor(int fd, waitDirection direction, double timeoutSeconds) {
         throw user_abort();
     // A hung-up pipe still reads its remaining bytes and then end of stream: only POLLERR fails.
     if (set[0].revents & POLLERR) {
-        // A reader gone away is reported by the write itself (EPIPE), with the same class.
-        throw file_access_error();
+        // For a pipe we write to, the error condition means its reader went away.
+        throw file_access_error(direction == waitDirection::write ? EPIPE : EIO);
     }
 }
 

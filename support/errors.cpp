@@ -7,6 +7,10 @@
 
 namespace Vesk {
 
+file_access_error::file_access_error(int code)
+    : std::runtime_error(code == 0 ? std::string("file access error")
+                                   : std::string("file access error: ") + std::strerror(code)) {}
+
 void throwFileError() {
     const int code = errno;
     if (code == ENOTEMPTY)
@@ -14,7 +18,7 @@ void throwFileError() {
     if (code == EEXIST)
         throw file_already_exists();
     if (code != ENOENT)
-        throw file_access_error();
+        throw file_access_error(code);
     throw file_not_found();
 }
 

@@ -27,6 +27,9 @@ struct invalid_proxy_url : invalid_url {
 
 struct file_access_error : std::runtime_error {
     file_access_error() : std::runtime_error("file access error") {}
+    // The fixed text and the system's reason for errno `code`, so that the user learns why:
+    // "file access error: No space left on device".
+    explicit file_access_error(int code);
 
 protected:
     explicit file_access_error(const char* message) : std::runtime_error(message) {}
@@ -87,7 +90,8 @@ struct denied : std::runtime_error {
     explicit denied(const std::string& message) : std::runtime_error(message) {}
 };
 
-// Reads errno and throws the matching file error; errno 0 gives file_access_error.
+// Reads errno and throws the matching file error; errno 0 gives file_access_error. The general
+// class names the system's reason.
 [[noreturn]] void throwFileError();
 
 // "<system text> (errno:N)", the space only when the system text has two or more characters.

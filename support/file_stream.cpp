@@ -1,7 +1,6 @@
 #include "support/file_stream.h"
 
 #include "support/errors.h"
-#include "support/network_input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -37,6 +36,10 @@ void fileInOutImpl_posix::openForReading(const std::string& path) { open(path, O
 
 void fileInOutImpl_posix::openForWriting(const std::string& path) {
     open(path, O_RDWR | O_CREAT | O_TRUNC);
+}
+
+void fileInOutImpl_posix::openForUpdate(const std::string& path) {
+    open(path, O_RDWR | O_CREAT);
 }
 
 int fileInOutImpl_posix::checkedDescriptor() const {
@@ -121,8 +124,6 @@ bool isNetworkName(const std::string& name) {
 }
 
 std::shared_ptr<fileIn> openFileForReading(const std::string& name) {
-    if (isNetworkName(name))
-        return openNetworkInput(name);
     auto file = std::make_shared<fileInOutImpl_posix>();
     file->openForReading(name);
     return file;
@@ -131,6 +132,12 @@ std::shared_ptr<fileIn> openFileForReading(const std::string& name) {
 std::shared_ptr<fileInOut> openFileForWriting(const std::string& name) {
     auto file = std::make_shared<fileInOutImpl_posix>();
     file->openForWriting(name);
+    return file;
+}
+
+std::shared_ptr<fileInOut> openFileForUpdate(const std::string& name) {
+    auto file = std::make_shared<fileInOutImpl_posix>();
+    file->openForUpdate(name);
     return file;
 }
 

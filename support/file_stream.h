@@ -35,6 +35,8 @@ public:
     // Paths are UTF-8 bytes, passed to the system unchanged. Failures throw file errors.
     void openForReading(const std::string& path);
     void openForWriting(const std::string& path);
+    // Read-write, created if missing, its contents left as they are (setLength(0) empties it).
+    void openForUpdate(const std::string& path);
     void close();
 
     // Returns fewer than `length` bytes only at the end of the file.
@@ -55,9 +57,11 @@ private:
 // "http://" and "https://" (any letter case) name network resources.
 bool isNetworkName(const std::string& name);
 
-// Opens a local file, or a network resource for names that isNetworkName accepts.
+// Opens a local file.
 std::shared_ptr<fileIn> openFileForReading(const std::string& name);
 // Creates or truncates a local file.
 std::shared_ptr<fileInOut> openFileForWriting(const std::string& name);
+// Creates a local file or opens it as it is, for a caller that empties it later.
+std::shared_ptr<fileInOut> openFileForUpdate(const std::string& name);
 
 } // namespace Vesk

@@ -85,7 +85,7 @@ uint64_t streamInUnix::readSome(void* buffer, uint64_t length) {
             waitReady();
             continue;
         }
-        throw file_access_error();
+        throw file_access_error(errno);
     }
 }
 
@@ -121,7 +121,7 @@ uint64_t streamOutUnix::writeSome(const void* buffer, uint64_t length) {
             continue;
         }
         // EPIPE included: the reader went away, which the caller must hear about.
-        throw file_access_error();
+        throw file_access_error(errno);
     }
 }
 

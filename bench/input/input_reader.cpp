@@ -3,6 +3,7 @@
 // benchmark times the input path alone.
 #include "support/buffered_streams.h"
 #include "support/file_stream.h"
+#include "support/network/network_input.h"
 #include "support/standard_streams.h"
 
 #include <cstdio>
@@ -36,7 +37,7 @@ int main(int argc, char** argv) {
     try {
         const std::string name = argv[1];
         std::shared_ptr<Vesk::streamIn> source =
-            name == "-" ? Vesk::standardInput() : Vesk::openFileForReading(name);
+            name == "-" ? Vesk::standardInput() : Vesk::openInput(name);
         auto output = std::make_shared<Vesk::bufferedStreamOut>(Vesk::standardOutput());
         Vesk::bufferedStreamIn input(source, output);
         std::vector<unsigned char> block(blockBytes);

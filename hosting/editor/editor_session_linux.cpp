@@ -34,7 +34,7 @@ struct DisplayCloser {
 using DisplayConnection = std::unique_ptr<Display, DisplayCloser>;
 
 // What must still happen when the display goes away under us: X gives its handler no context.
-const std::function<void()>* terminateOnLostDisplay = nullptr;
+const std::function<bool()>* terminateOnLostDisplay = nullptr;
 
 // Plug-in editors provoke X errors (a stale window id, a missing extension); none of them is a
 // reason to lose the user's session.
@@ -113,16 +113,16 @@ int centred(int screenSize, int editorSize) {
     return static_cast<int>(std::floor(centredOrigin(0, screenSize, editorSize)));
 }
 
-[[noreturn]] void finish(const std::function<void()>& terminate) {
-    terminate();
+[[noreturn]] void finish(const std::function<bool()>& terminate) {
+    const bool finished = terminate();
     std::fflush(nullptr);
     // Plug-in code may still run threads and exit handlers: leave without unloading anything.
-    ::_exit(0);
+    ::_exit(finished ? 0 : 255);
 }
 
 } // namespace
 
-bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
+bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
     if (host.effect == nullptr || !host.hasEditorFlag())
         return false;
     const DisplayConnection display = openDisplay();

@@ -11,11 +11,13 @@
 #include <dispatch/dispatch.h>
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <initializer_list>
+#include <unistd.h>
 
 @interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
-@property(nonatomic, assign) const std::function<void()>* g;
+@property(nonatomic, assign) const std::function<bool()>* g;
 @end
 
 @implementation VSTConfigDelegate
@@ -23,8 +25,11 @@
     return YES;
 }
 - (void)applicationWillTerminate:(NSNotification*)notification {
-    if (self.g != nullptr)
-        (*self.g)();
+    // The framework would end with 0: settings that could not be saved end with 255 instead.
+    if (self.g != nullptr && !(*self.g)()) {
+        std::fflush(nullptr);
+        ::_exit(255);
+    }
 }
 @end
 
@@ -91,7 +96,7 @@ void terminateOnStopSignals() {
 
 } // namespace
 
-bool runEditorWindow(PluginHost& host, const std::function<void()>& terminate) {
+bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
     if (host.effect == nullptr || !host.hasEditorFlag())
         return false;
     @autoreleasepool {

@@ -93,6 +93,8 @@ void X11EditorWindow::show() {
 }
 
 bool X11EditorWindow::isCloseRequest(const XEvent& event) const {
+    if (event.type == DestroyNotify)
+        return event.xdestroywindow.window == window;
     return event.type == ClientMessage && event.xclient.window == window &&
            static_cast<Atom>(event.xclient.data.l[0]) == deleteWindow;
 }

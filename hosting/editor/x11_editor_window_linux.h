@@ -19,7 +19,8 @@ class X11EditorWindow : public EditorWindow {
     // Before show(): where and how big the window first appears.
     void setFrame(int x, int y, int width, int height);
     void show();
-    // True for the window manager's request to close this window.
+    // True for the window manager's request to close this window, and for the window destroyed
+    // from outside (a window manager or tool that kills it): either ends the session alike.
     bool isCloseRequest(const XEvent& event) const;
 
   private:

@@ -15,8 +15,9 @@ class ModuleLibrary {
     // The OS handle, for entry functions that want it: the dlopen handle, or the CFBundleRef.
     virtual void* nativeHandle() const = 0;
 
-    // Null when `path` names nothing that can be loaded as a module on this platform.
+    // Throws LoadFailure (module stage) when `path` names nothing that can be loaded as a module
+    // on this platform, with the system's reason when it gave one.
     static std::unique_ptr<ModuleLibrary> open(const std::string& path);
-    // Loads exactly `binary` (a shared object, or on macOS a bundle folder), or returns null.
+    // Loads exactly `binary` (a shared object, or on macOS a bundle folder); throws as `open`.
     static std::unique_ptr<ModuleLibrary> openBinary(const std::string& binary);
 };

@@ -1,3 +1,4 @@
+#include "hosting/load_failure.h"
 #include "hosting/module/bundle_layout.h"
 #include "hosting/module/module_library.h"
 
@@ -26,7 +27,7 @@ class DlModuleLibrary final : public ModuleLibrary {
 std::unique_ptr<ModuleLibrary> ModuleLibrary::open(const std::string& path) {
     const auto binary = resolveModuleBinary(path, linuxArchitectureFolder());
     if (!binary)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     return openBinary(*binary);
 }
 
@@ -36,7 +37,9 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& bina
     // RTLD_NOW: a missing symbol fails here, not later inside audio code. Plug-ins often leave
     // threads or exit handlers behind: keep their code mapped after close.
     void* handle = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (handle == nullptr)
-        return nullptr;
+    if (handle == nullptr) {
+        const char* reason = ::dlerror();
+        throw LoadFailure(LoadFailure::Stage::module, reason != nullptr ? reason : "");
+    }
     return std::make_unique<DlModuleLibrary>(handle, file);
 }

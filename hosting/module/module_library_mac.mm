@@ -1,6 +1,8 @@
 // macOS: a VST 2 plug-in is a bundle; CoreFoundation finds its executable and its exports.
 #include "hosting/module/module_library.h"
 
+#include "hosting/load_failure.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #import <Foundation/Foundation.h>
 
@@ -51,10 +53,10 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::openBinary(const std::string& path
         NSString* text = [NSString stringWithUTF8String:path.c_str()];
         // fileURLWithPath: raises on nil and empty text.
         if (text == nil || [text length] == 0)
-            return nullptr;
+            throw LoadFailure(LoadFailure::Stage::module);
         bundle = CFBundleCreate(kCFAllocatorDefault, (CFURLRef)[NSURL fileURLWithPath:text]);
     }
     if (bundle == nullptr)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     return std::make_unique<BundleModuleLibrary>(bundle, path);
 }

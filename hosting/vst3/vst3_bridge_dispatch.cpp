@@ -3,6 +3,7 @@
 #include "hosting/vst3/vst3_bridge.h"
 
 #include "hosting/vst3/vst3_chunk.h"
+#include "hosting/vst3/vst3_read_stream.h"
 #include "hosting/vst3/vst3_text.h"
 
 #include "public.sdk/source/common/memorystream.h"
@@ -24,12 +25,10 @@ std::span<const uint8_t> bytesOf(const MemoryStream& stream) {
             static_cast<size_t>(stream.getSize())};
 }
 
-// A stream over a copy of `bytes`, positioned at the start, as plug-ins reading state expect.
-IPtr<MemoryStream> streamOver(std::span<const uint8_t> bytes) {
-    IPtr<MemoryStream> stream = owned(new MemoryStream);
-    stream->write(const_cast<uint8_t*>(bytes.data()), static_cast<int32>(bytes.size()), nullptr);
-    stream->seek(0, IBStream::kIBSeekSet, nullptr);
-    return stream;
+// A read-only stream over a copy of `bytes`, positioned at the start, as plug-ins reading state
+// expect; it keeps their reads and seeks inside the bytes.
+IPtr<Vst3ReadStream> streamOver(std::span<const uint8_t> bytes) {
+    return owned(new Vst3ReadStream(bytes));
 }
 
 } // namespace
@@ -260,7 +259,7 @@ intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
         return 0;
     const StateLoad loading(*this);
     if (!parts->component.empty()) {
-        IPtr<MemoryStream> componentState = streamOver(parts->component);
+        IPtr<Vst3ReadStream> componentState = streamOver(parts->component);
         componentPart->setState(componentState);
         if (controllerPart) {
             componentState->seek(0, IBStream::kIBSeekSet, nullptr);

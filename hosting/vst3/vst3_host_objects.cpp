@@ -1,5 +1,6 @@
 #include "hosting/vst3/vst3_host_objects.h"
 
+#include "hosting/guarded_call.h"
 #include "hosting/host_callback.h"
 #include "hosting/vst3/vst3_run_loop.h"
 #include "hosting/vst3/vst3_text.h"
@@ -15,11 +16,9 @@ constexpr size_t nameCapacity = 128; // String128, NUL included
 
 // Nothing a plug-in calls may throw back into it.
 template <typename Call> tresult answered(Call&& call) noexcept {
-    try {
-        return call();
-    } catch (...) {
-        return kInternalError;
-    }
+    tresult result = kInternalError;
+    guardedCall([&] { result = call(); });
+    return result;
 }
 
 } // namespace

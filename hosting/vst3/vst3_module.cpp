@@ -1,6 +1,7 @@
 #include "hosting/vst3/vst3_module.h"
 
 #include "hosting/guarded_call.h"
+#include "hosting/load_failure.h"
 #include "hosting/module/module_library.h"
 #include "hosting/vst3/vst3_host_objects.h"
 #include "hosting/vst3/vst3_module_platform.h"
@@ -133,26 +134,26 @@ Vst3Module::~Vst3Module() {
 std::shared_ptr<Vst3Module> Vst3Module::load(const std::string& path) {
     auto library = vst3_platform::openModuleBinary(path);
     if (!library)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     const auto names = vst3_platform::entryNames();
     const auto entry = reinterpret_cast<EntryFunction>(library->symbol(names.entry));
     const auto exit = reinterpret_cast<ExitFunction>(library->symbol(names.exit));
     const auto getFactory = reinterpret_cast<FactoryFunction>(library->symbol(factoryFunctionName));
     if (entry == nullptr || exit == nullptr || getFactory == nullptr)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::plugin);
 
     std::shared_ptr<Vst3Module> module(new Vst3Module(std::move(library), exit));
     bool accepted = false;
     void* handle = module->library->nativeHandle();
     // A module whose entry refused (or threw) is not initialised, so its exit is not called.
     if (!guardedCall([&] { accepted = entry(handle); }) || !accepted)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::plugin);
     module->entered = true;
 
     // The factory arrives with one reference, ours.
     if (!guardedCall([&] { module->pluginFactory = getFactory(); }) ||
         module->pluginFactory == nullptr)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::plugin);
     module->factoryContext = new Vst3HostApplication();
     const bool listed = guardedCall([&] {
         if (FUnknownPtr<IPluginFactory3> factory3(module->pluginFactory); factory3)
@@ -160,6 +161,6 @@ std::shared_ptr<Vst3Module> Vst3Module::load(const std::string& path) {
         module->classList = readFactoryClasses(*module->pluginFactory);
     });
     if (!listed)
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::plugin);
     return module;
 }

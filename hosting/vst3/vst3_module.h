@@ -39,8 +39,9 @@ std::vector<Vst3ClassInfo> readFactoryClasses(Steinberg::IPluginFactory& factory
 // owner must outlive every object made from the factory. Main thread.
 class Vst3Module {
   public:
-    // Null when `path` holds no loadable VST 3 module: no binary for this platform, a missing
-    // export, an entry function that refuses or throws, or no factory.
+    // Throws LoadFailure when `path` holds no loadable VST 3 module: no binary for this platform
+    // or one that cannot load (module stage), a missing export, an entry function that refuses
+    // or throws, or no factory (plugin stage).
     static std::shared_ptr<Vst3Module> load(const std::string& path);
 
     ~Vst3Module();

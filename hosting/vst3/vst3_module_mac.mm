@@ -1,4 +1,5 @@
 // macOS: "Name.vst3" is a bundle whose executable CoreFoundation finds from its Info.plist.
+#include "hosting/load_failure.h"
 #include "hosting/module/module_library.h"
 #include "hosting/vst3/vst3_module_platform.h"
 
@@ -13,13 +14,11 @@ EntryNames entryNames() {
 std::unique_ptr<ModuleLibrary> openModuleBinary(const std::string& path) {
     // The bundle's file URL takes a relative path from the current folder.
     auto library = ModuleLibrary::openBinary(path);
-    if (!library)
-        return nullptr;
     // Load now, so that a binary that cannot load fails here and not at the first lookup.
     // The executable stays loaded for the process: bundles are never unloaded.
     auto bundle = static_cast<CFBundleRef>(library->nativeHandle());
     if (!CFBundleLoadExecutableAndReturnError(bundle, nullptr))
-        return nullptr;
+        throw LoadFailure(LoadFailure::Stage::module);
     return library;
 }
 

@@ -17,7 +17,8 @@ struct EntryNames {
 };
 EntryNames entryNames();
 
-// Opens the binary that `path` names as a VST 3 module, or null when it names none here.
+// Opens the binary that `path` names as a VST 3 module, or null when it names none here;
+// throws LoadFailure when that binary cannot be loaded.
 std::unique_ptr<ModuleLibrary> openModuleBinary(const std::string& path);
 
 } // namespace vst3_platform

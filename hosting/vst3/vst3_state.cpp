@@ -2,10 +2,13 @@
 
 #include "hosting/plugin_host.h"
 #include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_preset.h"
+#include "hosting/vst3/vst3_read_stream.h"
 
 #include "public.sdk/source/common/memorystream.h"
 #include "public.sdk/source/vst/vstpresetfile.h"
 
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -42,22 +45,25 @@ void loadVst3State(PluginHost& host, const uint8_t* bytes, uint64_t length) {
     if (wrapper == nullptr || length == 0 ||
         length > static_cast<uint64_t>(std::numeric_limits<int32>::max()))
         return;
-    IPtr<MemoryStream> stream = owned(new MemoryStream);
-    stream->write(const_cast<uint8_t*>(bytes), static_cast<int32>(length), nullptr);
-    stream->seek(0, IBStream::kIBSeekSet, nullptr);
+    const std::span<const uint8_t> data(bytes, static_cast<size_t>(length));
 
     const Vst3Bridge::StateLoad loading(*wrapper);
     // Held for the call, so that nothing the plug-in does meanwhile can free them.
     const IPtr<IComponent> component(wrapper->component());
     const IPtr<IEditController> controller(wrapper->controller());
     if (isPresetImage(bytes, length)) {
-        PresetFile::loadPreset(stream, wrapper->classId(), component, controller);
+        const Vst3PresetResult result =
+            loadVst3Preset(data, wrapper->classId(), component, controller);
+        // The command goes on with the plug-in's own settings, so the user can repair them.
+        if (result != Vst3PresetResult::applied)
+            std::fprintf(stderr, "%s\n", vst3PresetMessage(result));
         return;
     }
     if (!controller)
         return;
     // Anything else is the controller's own state, or, when it knows no such thing, a list of
     // id/value records; the records reach the processor with the next block.
+    IPtr<Vst3ReadStream> stream = owned(new Vst3ReadStream(data));
     if (controller->setState(stream) != kNotImplemented || length % recordBytes != 0)
         return;
     applyRecords(*wrapper, bytes, length);

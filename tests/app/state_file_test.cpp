@@ -2,9 +2,11 @@
 
 #include "app/state_file.h"
 #include "hosting/plugin_loading.h"
+#include "tests/common/scratch.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -15,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -88,6 +91,8 @@ TEST(LoadStateFile, FilesThatAreNotReadLeaveEverythingAlone) {
          true},
         // Whether a folder reads as empty or fails depends on the file system.
         {"folder", [](const fs::path& p) { fs::create_directory(p); }, std::nullopt},
+        // Nobody writes to it: opening it must not wait for a writer.
+        {"pipe", [](const fs::path& p) { ::mkfifo(p.c_str(), 0600); }, std::nullopt},
     };
     for (const auto& c : cases) {
         Rig rig;
@@ -165,22 +170,49 @@ TEST(SaveStateToFile, MissingFileIsCreated) {
     EXPECT_EQ(readBytes(rig.data()), floats({0.0f, 0.0f, 0.0f}));
 }
 
-TEST(SaveStateToFile, WithoutPlugInAnEarlierStateIsEmptied) {
+TEST(SaveStateToFile, NothingToSaveKeepsTheOldFile) {
+    for (const bool withPlugIn : {false, true}) {
+        Rig rig(std::vector<float>{}); // a plug-in whose settings come back empty
+        writeBytes(rig.data(), floats({0.5f}));
+        loadStateFile(rig.globals);
+        if (!withPlugIn)
+            rig.globals.plugin.reset();
+        saveStateToFile(rig.globals);
+        EXPECT_EQ(readBytes(rig.data()), floats({0.5f})) << "with plug-in: " << withPlugIn;
+    }
+}
+
+// A failed write (here the file size limit, as a full disk would) keeps the old file whole and
+// says why; nothing of the attempt is left beside it.
+TEST(SaveStateToFile, FailedWriteKeepsTheOldFileAndSaysWhy) {
     Rig rig;
     writeBytes(rig.data(), floats({0.5f}));
     loadStateFile(rig.globals);
-    rig.globals.plugin.reset();
-    saveStateToFile(rig.globals);
-    EXPECT_TRUE(fs::exists(rig.data()));
-    EXPECT_EQ(fs::file_size(rig.data()), 0u);
-    EXPECT_TRUE(rig.globals.stateData.empty());
+    rig.fake.parameters = {1.0f, 2.0f, 3.0f};
+    scratch::Child child([&](scratch::Child& self) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const struct rlimit limit { 6, 6 };
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        try {
+            saveStateToFile(rig.globals);
+            self.report("saved");
+        } catch (const std::exception& failure) {
+            self.report(failure.what());
+        }
+        return 0;
+    });
+    EXPECT_EQ(child.nextLine(), "Could not save the settings to '" + rig.data().string() +
+                                    "': file access error: File too large");
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_EQ(readBytes(rig.data()), floats({0.5f}));
+    EXPECT_EQ(std::distance(fs::directory_iterator(rig.folder), fs::directory_iterator()), 1);
 }
 
-TEST(SaveStateToFile, UnwritablePathIsGivenUpSilently) {
+TEST(SaveStateToFile, UnwritablePathThrowsAndCreatesNothing) {
     Rig rig;
     rig.globals.dataPath = (rig.folder / "missing-folder" / "settings.bin").string();
     rig.globals.stateData = {1};
-    EXPECT_NO_THROW(saveStateToFile(rig.globals));
+    EXPECT_THROW(saveStateToFile(rig.globals), std::runtime_error);
     EXPECT_EQ(rig.globals.stateData, Bytes{1}) << "nothing was written";
     EXPECT_FALSE(fs::exists(rig.folder / "missing-folder"));
 }

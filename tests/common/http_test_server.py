@@ -22,7 +22,11 @@ OPTIONS for bodies:
                                lacks its last chunk)
   stall=N                      stop after N body bytes and keep the connection open
   badchunk=1                   a chunk size line that is not hexadecimal after the body
+  encoding=NAME                send the body with "Content-Encoding: NAME", whatever the
+                               request accepts: gzip and deflate compress it, any other name
+                               leaves it as it is
 """
+import gzip
 import http.server
 import os
 import random
@@ -33,6 +37,7 @@ import sys
 import threading
 import time
 import urllib.parse
+import zlib
 
 PATTERN = random.Random(1).randbytes(1 << 20)
 FOREVER = 24 * 3600
@@ -106,6 +111,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def send_body(self, body, options):
+        encoding = options.get("encoding")
+        if encoding:
+            data = bytes(body.read_at(0, body.size))
+            if encoding == "gzip":
+                data = gzip.compress(data)
+            elif encoding == "deflate":
+                data = zlib.compress(data)
+            body = Body(len(data), lambda offset, count: memoryview(data)[offset:offset + count])
         coding = options.get("coding", "length")
         pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options else None
         delay = float(options.get("delay", "0"))
@@ -116,6 +129,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
         self.send_response(200)
         self.send_header("Content-Type", "application/octet-stream")
+        if encoding:
+            self.send_header("Content-Encoding", encoding)
         if coding == "length":
             self.send_header("Content-Length", str(body.size))
         elif coding == "chunked":

@@ -11,6 +11,7 @@
 #include "app/commands.h"
 #include "app/vst_globals.h"
 #include "hosting/module/module_library.h"
+#include "hosting/load_failure.h"
 #include "hosting/plugin_loading.h"
 #include "support/stream.h"
 #include "support/stream_memory.h"
@@ -96,7 +97,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         globals.arguments["--channels"] = pins.channels;
     }
     globals.plugin = std::make_unique<PluginHost>();
-    if (!loadVst2(*globals.plugin, testEffectModule())) {
+    try {
+        loadVst2(*globals.plugin, testEffectModule());
+    } catch (const LoadFailure&) {
         std::fprintf(stderr, "the test plug-in did not open with TEST_EFFECT=%s\n", words.c_str());
         std::abort();
     }

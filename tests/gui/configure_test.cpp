@@ -69,9 +69,11 @@ TEST_F(Configure, PlugInResizesItsWindowInPlace) {
     EXPECT_EQ(child->wait(exitWait).exitStatus, 0);
 }
 
+enum class Ending { closeWindow, destroyWindow, signal };
+
 struct EndCase {
     const char* name;
-    bool closeWindow; // else SIGTERM or SIGINT
+    Ending ending;
     int signal;
     bool edited;
 };
@@ -94,8 +96,10 @@ TEST_P(ConfigureEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     if (c.edited) {
         ASSERT_TRUE(waitForLogLine("edited"));
     }
-    if (c.closeWindow)
+    if (c.ending == Ending::closeWindow)
         x.requestClose(window);
+    else if (c.ending == Ending::destroyWindow)
+        x.destroy(window);
     else
         child->signal(c.signal);
     const auto result = child->wait(exitWait);
@@ -115,11 +119,28 @@ TEST_P(ConfigureEnds, WritesTheSettingsOnlyWhenTheyChanged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, ConfigureEnds,
-                         testing::Values(EndCase{"CloseUnchanged", true, 0, false},
-                                         EndCase{"CloseEdited", true, 0, true},
-                                         EndCase{"TermEdited", false, SIGTERM, true},
-                                         EndCase{"IntUnchanged", false, SIGINT, false}),
+                         testing::Values(EndCase{"CloseUnchanged", Ending::closeWindow, 0, false},
+                                         EndCase{"CloseEdited", Ending::closeWindow, 0, true},
+                                         EndCase{"DestroyedEdited", Ending::destroyWindow, 0, true},
+                                         EndCase{"TermEdited", Ending::signal, SIGTERM, true},
+                                         EndCase{"IntUnchanged", Ending::signal, SIGINT, false}),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Here the temporary file cannot be made (a folder holds its name), as on a full disk.
+TEST_F(Configure, SettingsThatCannotBeSavedEndWith255AndKeepTheOldFile) {
+    std::ofstream(dataPath, std::ios::binary) << floats({1.0f});
+    auto child = start("editor,edit=50");
+    const XWindowId window = windowOf(*child);
+    ASSERT_NE(window, 0u);
+    ASSERT_TRUE(waitForLogLine("edited"));
+    fs::create_directory(dataPath + ".p" + std::to_string(child->pid()) + ".rewrite.tmp");
+    x.requestClose(window);
+    const auto result = child->wait(exitWait);
+
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err, "Could not save the settings to '" + dataPath + "': file already exists\n");
+    EXPECT_EQ(readFile(dataPath), floats({1.0f}));
+}
 
 TEST_F(Configure, RefusedAtOnce) {
     struct Case {

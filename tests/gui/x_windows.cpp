@@ -144,6 +144,11 @@ int XTestConnection::rootHeight() const {
     return DisplayHeight(display, DefaultScreen(display));
 }
 
+void XTestConnection::destroy(XWindowId window) {
+    XDestroyWindow(display, window);
+    XFlush(display);
+}
+
 void XTestConnection::requestClose(XWindowId window) {
     XEvent event{};
     event.xclient.type = ClientMessage;

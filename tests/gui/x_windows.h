@@ -38,6 +38,8 @@ class XTestConnection {
     int rootHeight() const;
     // What the window manager sends when the user clicks the close button.
     void requestClose(XWindowId window);
+    // What a window manager or a tool that kills the window does.
+    void destroy(XWindowId window);
 
   private:
     std::optional<XWindowId> findWindowOf(pid_t pid);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hosting/editor/editor_window.h"
 #include "hosting/vst2/vst2_abi.h"
 
 #include <functional>
@@ -106,4 +107,11 @@ struct FakeEffect {
     std::vector<int32_t> inputTypes, outputTypes;
     VstSpeakerArrangement lastArrangement{};
     std::function<intptr_t(int32_t, int32_t, intptr_t, void*, float)> onDispatch;
+};
+
+// A window that remembers the sizes it was given.
+struct FakeWindow final : EditorWindow {
+    void setContentSize(int width, int height) override { sizes.push_back({width, height}); }
+    void* nativeHandle() const override { return nullptr; }
+    std::vector<std::pair<int, int>> sizes;
 };

@@ -31,8 +31,8 @@ TEST(AttachEffect, OpensSetsBlockSizeAndResumesInOrder) {
     rig.host->setSampleRate(48000);
     ASSERT_TRUE(rig.attach());
     EXPECT_EQ(rig.fake.effect.user, rig.host.get());
-    EXPECT_EQ(rig.fake.opcodes(),
-              (std::vector<int32_t>{effOpen, effSetSampleRate, effSetBlockSize, effMainsChanged}));
+    EXPECT_EQ(rig.fake.opcodes(), (std::vector<int32_t>{effOpen, effSetSampleRate, effSetBlockSize,
+                                                        effMainsChanged, effStartProcess}));
     EXPECT_EQ(rig.fake.calls[1].opt, 48000.0f);
     EXPECT_EQ(rig.fake.calls[2].value, 512);
     EXPECT_EQ(rig.fake.calls[3].value, 1);
@@ -43,28 +43,30 @@ TEST(AttachEffect, NoRateMeansNoRateCall) {
     Rig rig;
     ASSERT_TRUE(rig.attach());
     EXPECT_EQ(rig.fake.opcodes(),
-              (std::vector<int32_t>{effOpen, effSetBlockSize, effMainsChanged}));
+              (std::vector<int32_t>{effOpen, effSetBlockSize, effMainsChanged, effStartProcess}));
 }
 
 struct RefusalCase {
     const char* name;
     std::function<void(AEffect&)> spoil;
+    std::vector<int32_t> calls; // an instrument was created, so it is closed
 };
 
 class AttachRefusals : public testing::TestWithParam<RefusalCase> {};
 
-TEST_P(AttachRefusals, RefusedWithoutAnyDispatcherCall) {
+TEST_P(AttachRefusals, RefusedWithoutBeingOpened) {
     Rig rig;
     GetParam().spoil(rig.fake.effect);
     EXPECT_FALSE(rig.attach());
-    EXPECT_TRUE(rig.fake.calls.empty());
+    EXPECT_EQ(rig.fake.opcodes(), GetParam().calls);
     EXPECT_EQ(rig.host->effect, nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, AttachRefusals,
-    testing::Values(RefusalCase{"WrongMagic", [](AEffect& e) { e.magic = 0x12345678; }},
-                    RefusalCase{"Instrument", [](AEffect& e) { e.flags |= effFlagsIsSynth; }}),
+    testing::Values(RefusalCase{"WrongMagic", [](AEffect& e) { e.magic = 0x12345678; }, {}},
+                    RefusalCase{
+                        "Instrument", [](AEffect& e) { e.flags |= effFlagsIsSynth; }, {effClose}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AttachEffect, NullRecordIsRefused) {
@@ -100,11 +102,13 @@ TEST(Teardown, SuspendsClosesEditorThenCloses) {
     Rig rig;
     rig.fake.effect.flags |= effFlagsHasEditor;
     ASSERT_TRUE(rig.attach());
-    rig.host->editorOpen = true;
+    FakeWindow window;
+    rig.host->openEditor(window);
     rig.fake.calls.clear();
     rig.host.reset();
-    EXPECT_EQ(rig.fake.opcodes(), (std::vector<int32_t>{effMainsChanged, effEditClose, effClose}));
-    EXPECT_EQ(rig.fake.calls[0].value, 0);
+    EXPECT_EQ(rig.fake.opcodes(),
+              (std::vector<int32_t>{effStopProcess, effMainsChanged, effEditClose, effClose}));
+    EXPECT_EQ(rig.fake.calls[1].value, 0);
 }
 
 struct FormatCase {
@@ -236,7 +240,7 @@ class SpeakerArrangements : public testing::TestWithParam<ArrangementCase> {};
 TEST_P(SpeakerArrangements, MaskBecomesArrangement) {
     Rig rig;
     ASSERT_TRUE(rig.attach());
-    StreamFormat format{44100, 2, GetParam().mask, 2, 0};
+    StreamFormat format{44100, 2, GetParam().mask, 2, GetParam().mask};
     rig.host->setFormat(format);
     const auto& sent = rig.fake.lastArrangement;
     EXPECT_EQ(sent.type, GetParam().type);
@@ -266,10 +270,11 @@ TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
         ASSERT_TRUE(rig.attach());
         int32_t claimed = -1;
         int32_t nonZero = 0;
-        rig.fake.onDispatch = [&](int32_t opcode, int32_t, intptr_t, void* ptr, float) -> intptr_t {
+        rig.fake.onDispatch = [&](int32_t opcode, int32_t, intptr_t value, void*,
+                                  float) -> intptr_t {
             if (opcode != effSetSpeakerArrangement)
                 return 0;
-            const auto* arrangement = static_cast<const VstSpeakerArrangement*>(ptr);
+            const auto* arrangement = reinterpret_cast<const VstSpeakerArrangement*>(value);
             claimed = arrangement->numChannels;
             for (int32_t i = 0; i < claimed; ++i)
                 nonZero += arrangement->speakers[i].type != 0 ? 1 : 0;
@@ -279,7 +284,8 @@ TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
         rig.host->setFormat(format);
         EXPECT_EQ(claimed, static_cast<int32_t>(std::min(channels, arrangementChannelLimit)))
             << channels;
-        EXPECT_EQ(nonZero, std::min(claimed, 2)) << "only L and R are named, the rest are left zero";
+        EXPECT_EQ(nonZero, std::min(claimed, 2))
+            << "only L and R are named, the rest are left zero";
     }
 }
 

@@ -142,7 +142,9 @@ TEST(LoadState, NothingHappensWithoutBytesOrPlugIn) {
 
 TEST(LoadState, LetsAnOpenEditorCatchUp) {
     Rig rig(effFlagsHasEditor);
-    rig.host->editorOpen = true;
+    FakeWindow window;
+    rig.host->openEditor(window);
+    rig.fake.calls.clear();
     rig.host->needIdle = true;
     static ERect rect{0, 0, 150, 300};
     rig.fake.onDispatch = [](int32_t opcode, int32_t, intptr_t, void* ptr, float) -> intptr_t {
@@ -153,13 +155,16 @@ TEST(LoadState, LetsAnOpenEditorCatchUp) {
     const auto bytes = floatBytes({0.5f}, 4);
     loadState(*rig.host, bytes.data(), bytes.size());
 
-    EXPECT_EQ(rig.host->baselineWidth, 300);
-    EXPECT_EQ(rig.host->baselineHeight, 150);
-    EXPECT_EQ(rig.host->resizeCountdown, 100);
     EXPECT_EQ(rig.fake.calls.front().opcode, effEditGetRect)
         << "the size is taken before the settings change";
     EXPECT_EQ(rig.count(effEditIdle), 2u);
     EXPECT_GE(rig.count(effIdle), 1u);
+    // The same size is no resize; a new one in a later idle step is.
+    rig.host->idleStep();
+    EXPECT_TRUE(window.sizes.empty());
+    rect = {0, 0, 200, 400};
+    rig.host->idleStep();
+    EXPECT_EQ(window.sizes, (std::vector<std::pair<int, int>>{{400, 200}}));
 }
 
 TEST(LoadState, ClosedEditorIsLeftAlone) {
@@ -167,7 +172,6 @@ TEST(LoadState, ClosedEditorIsLeftAlone) {
     const auto bytes = floatBytes({0.5f}, 4);
     loadState(*rig.host, bytes.data(), bytes.size());
     EXPECT_EQ(rig.count(effEditGetRect) + rig.count(effEditIdle) + rig.count(effIdle), 0u);
-    EXPECT_EQ(rig.host->resizeCountdown, 0);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 // The VST 3 module loader against the in-tree test module, loaded into this process.
+#include "hosting/load_failure.h"
 #include "hosting/vst3/vst3_module.h"
 #include "tests/common/vst3_bundles.h"
 #include "tests/hosting/vst3_test_environment.h"
@@ -71,7 +72,7 @@ TEST_P(Vst3ModuleRefusals, NoModule) {
     const std::string log = layouts.file("log");
     {
         const Vst3TestEnvironment environment(GetParam().words, log);
-        EXPECT_EQ(Vst3Module::load(GetParam().path(layouts)), nullptr);
+        EXPECT_THROW(Vst3Module::load(GetParam().path(layouts)), LoadFailure);
     }
     EXPECT_EQ(readLines(log), GetParam().log);
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 namespace {
 
@@ -73,11 +74,16 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"TextFileIsNoModule",
                     {"test", "--vst", "/etc/hostname", "--vst-version", "2"},
                     255,
-                    "Could not load VST bundle: /etc/hostname\nCould not open VST."},
+                    "/etc/hostname: file too short\nCould not load VST bundle: /etc/hostname\n"
+                    "Could not open VST."},
         CommandCase{"DirectoryIsNoModule",
                     {"has-editor", "--vst", testsFolder, "--vst-version", "2"},
                     255,
                     "Could not load VST bundle: " + testsFolder + "\nCould not open VST."},
+        CommandCase{"PathWithALineBreak",
+                    {"test", "--vst", "/nonexistent/a\nb.so", "--vst-version", "2"},
+                    255,
+                    "Could not load VST bundle: /nonexistent/a\\nb.so\nCould not open VST."},
         CommandCase{"UnknownCommandStillLoadsFirst",
                     {"frobnicate", "--vst", missing},
                     255,
@@ -117,12 +123,51 @@ TEST_F(Redirections, UnwritableOutputIsOneClearLine) {
     EXPECT_EQ(result.out, "");
 }
 
-TEST_F(Redirections, OutputFileIsCreatedBeforeLoading) {
+TEST_F(Redirections, OutputFileIsUntouchedWhenNothingLoads) {
     const std::string target = folder + "/out.raw";
     std::ofstream(target) << "stale bytes";
     const auto result = runAdapter({"process", "--output", target, "--vst", missing});
     EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_EQ(std::filesystem::file_size(target), 0u) << "the output file is truncated when opened";
+    std::ifstream in(target);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "stale bytes");
+}
+
+// Each failure is one line that says why, whatever the names hold.
+TEST_F(Redirections, FailuresSayWhyInOneLine) {
+    struct Case {
+        const char* name;
+        std::vector<std::string> redirections;
+        std::string err;
+    };
+    const std::string audio = folder + "/audio.raw";
+    std::ofstream(audio) << "four";
+    const std::string odd = folder + "/a\nb\x01.raw";
+    const Case cases[] = {
+        {"InputIsAFolder", {"--input", folder}, "file access error: Is a directory\n"},
+        {"DiskFull", {"--output", "/dev/full"}, "file access error: No space left on device\n"},
+        {"SameFile",
+         {"--input", audio, "--output", folder + "/../" + folder.substr(5) + "/audio.raw"},
+         "--input and --output name the same file: '" + folder + "/../" + folder.substr(5) +
+             "/audio.raw'\n"},
+        {"ControlCharacters",
+         {"--input", odd},
+         "Error opening file '" + folder +
+             "/a\\nb\\x01.raw', check no other program has it open. No such file or "
+             "directory (errno:2)\n"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments{"process", "--vst",  TEST_EFFECT_PATH,
+                                           "--rate",  "44100",  "--channels",
+                                           "2",       "--bits", "16"};
+        arguments.insert(arguments.end(), c.redirections.begin(), c.redirections.end());
+        testing_support::ChildOptions options;
+        options.stdinBytes = std::string(4000, '\x11');
+        const auto result = runAdapter(arguments, options);
+        EXPECT_EQ(result.exitStatus, 255) << c.name;
+        EXPECT_EQ(result.err, c.err) << c.name;
+    }
+    std::ifstream in(audio);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "four");
 }
 
 TEST_F(Redirections, NetworkInputIsRecognisedNotOpenedAsPath) {

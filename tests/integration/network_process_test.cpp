@@ -168,7 +168,13 @@ INSTANTIATE_TEST_SUITE_P(
             [] { return onHttp("/files/chunked.bin?coding=chunked&pieces=3,1,8,999&delay=0.001"); },
             "chunked.bin"},
         Delivery{"ChunkedHttps", framing::chunked, [] { return onHttps("/files/chunked.bin"); },
-                 "chunked.bin"}),
+                 "chunked.bin"},
+        // Compressed on the way, whether or not we asked: the audio is what arrives.
+        Delivery{"PlainGzipEncoded", framing::plain,
+                 [] { return onHttp("/files/plain.raw?encoding=gzip&coding=chunked"); },
+                 "plain.raw"},
+        Delivery{"ChunkedDeflateEncoded", framing::chunked,
+                 [] { return onHttp("/files/chunked.bin?encoding=deflate"); }, "chunked.bin"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 struct Failure {
@@ -232,6 +238,16 @@ INSTANTIATE_TEST_SUITE_P(
                     Failure{"EndlessRedirects",
                             [] { return onHttp("/loop"); },
                             [](auto& url) { return prefixed("too many redirects", url); },
+                            {}},
+                    Failure{"EncodingWeCannotDecode",
+                            [] { return onHttp("/files/plain.raw?encoding=x-squeeze"); },
+                            [](auto& url) { return prefixed("broken reply", url); },
+                            {}},
+                    Failure{"ControlCharactersInTheUrl",
+                            [] { return onHttp("/files/pl\nain.raw"); },
+                            [](auto&) {
+                                return "invalid URL: " + onHttp("/files/pl\\nain.raw") + " (";
+                            },
                             {}}),
     [](const auto& info) { return std::string(info.param.name); });
 

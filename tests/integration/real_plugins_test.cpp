@@ -81,4 +81,18 @@ TEST(RealVst2Library, LibraryWithoutEntryIsRefused) {
     EXPECT_EQ(result.err, std::string("Could not load VST: ") + library + "\nCould not open VST.");
 }
 
+TEST(RealVst2Library, InstrumentIsRefusedAndClosedCleanly) {
+    // Its threads run from the moment it is made: releasing its code before closing it crashed
+    // the process after the refusal, now and then.
+    const char* sampler = "/usr/lib/vst/lsp-plugins/sampler-stereo.so";
+    if (!std::filesystem::exists(sampler))
+        GTEST_SKIP() << "lsp-plugins-vst not installed";
+    for (int run = 0; run < 5; ++run) {
+        const auto result = runAdapter({"test", "--vst", sampler}, headless());
+        ASSERT_EQ(result.exitStatus, 255) << "run " << run + 1 << ", signal " << result.signal;
+        EXPECT_EQ(result.err,
+                  std::string("Could not load VST: ") + sampler + "\nCould not open VST.");
+    }
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // Settings files and state messages, end to end: what reaches the plug-in, when, and that the
 // sound follows the settings.
 
+#include "audio/stream_format.h"
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/real_plugins.h"
@@ -84,9 +85,18 @@ ChildOptions testEffect(const std::string& words, std::string input = "",
 }
 
 std::vector<std::string> processArguments(const std::string& plugin, const std::string& dataPath,
-                                          int channels = 2) {
-    return {"process", "--vst", plugin,   "--rate", "44100", "--channels", std::to_string(channels),
-            "--bits",  "16",    "--data", dataPath};
+                                          int channels = 2, uint32_t rate = 44100) {
+    return {"process",
+            "--vst",
+            plugin,
+            "--rate",
+            std::to_string(rate),
+            "--channels",
+            std::to_string(channels),
+            "--bits",
+            "16",
+            "--data",
+            dataPath};
 }
 
 struct DataFileCase {
@@ -155,6 +165,22 @@ TEST(DataFile, EmptyFileAndEmptyPathApplyNothing) {
     }
 }
 
+// A settings file that does not fit in memory is not mistaken for no settings.
+TEST(DataFile, TooBigForMemoryEndsTheRunSayingSo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers reserve far more address space than the limit";
+#endif
+    Scratch scratch;
+    const auto path = scratch.file("settings", "x");
+    fs::resize_file(path, 63 << 20);
+    const auto result = runChild("/usr/bin/prlimit",
+                                 {"--as=50331648", testing_support::adapterBinary(), "info", "--vst",
+                                  TEST_EFFECT_PATH, "--data", path},
+                                 testEffect("params=1"));
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_EQ(result.err, "out of memory\n");
+}
+
 TEST(DataFile, ReadByEveryCommandButTestAndHasEditor) {
     struct Case {
         const char* command;
@@ -192,7 +218,9 @@ TEST(StateMessage, AppliesToTheAudioThatFollows) {
 }
 
 // Real plug-ins: settings saved by one run give the same sound when applied again, whether from a
-// file or a state message, and after other settings were applied in between.
+// file or a state message, and after other settings were applied in between. At a rate the
+// plug-in cannot learn while it opens in the chunked run, so that the settings also reach an
+// instance opened afresh for the rate.
 struct RealPluginCase {
     const char* name;
     const char* path;
@@ -242,20 +270,23 @@ TEST_P(RealPluginSettings, SavedSettingsGiveTheSameSoundAgain) {
     auto options = testing_support::headless();
     options.stdinBytes = input;
 
-    const auto fromFile = runAdapter(processArguments(c.path, changed, c.channels), options);
+    const uint32_t rate = 48000;
+    const auto fromFile = runAdapter(processArguments(c.path, changed, c.channels, rate), options);
     ASSERT_EQ(fromFile.exitStatus, 0) << fromFile.err;
     // Plain framing adds the tail after the audio.
     ASSERT_GE(fromFile.out.size(), input.size());
     const std::string audio = fromFile.out.substr(0, input.size());
-    const auto withOther = runAdapter(processArguments(c.path, other, c.channels), options);
+    const auto withOther = runAdapter(processArguments(c.path, other, c.channels, rate), options);
     ASSERT_EQ(withOther.exitStatus, 0) << withOther.err;
     EXPECT_NE(withOther.out.substr(0, input.size()), audio)
         << "the settings do not change the sound: the test proves nothing";
 
     // The same through state messages, with the other settings applied first and replaced.
     const auto channels = static_cast<uint32_t>(c.channels);
-    options.stdinBytes = chunk(3, formatRecord(44100, channels, 0, channels, 0)) +
-                         chunk(2, readFile(other)) + chunk(2, readFile(changed)) + chunk(1, input);
+    options.stdinBytes = chunk(2, readFile(other)) + chunk(2, readFile(changed)) +
+                         chunk(3, formatRecord(rate, channels, effectiveMask(channels, 0), channels,
+                                               effectiveMask(channels, 0))) +
+                         chunk(1, input);
     const auto fromMessages =
         runAdapter({"process", "--vst", c.path, "--protocol", "chunked", "--bits", "16"}, options);
     ASSERT_EQ(fromMessages.exitStatus, 0) << fromMessages.err;

@@ -60,6 +60,13 @@ INSTANTIATE_TEST_SUITE_P(
         LoadCase{"Default", TEST_EFFECT_PATH, "", {}, 0, ""},
         LoadCase{"MainOnly", TEST_EFFECT_MAIN_ONLY_PATH, "", {}, 0, ""},
         LoadCase{"NoEntry", TEST_EFFECT_NO_ENTRY_PATH, "", {}, 255, refused},
+        LoadCase{"UnresolvedSymbolSaysWhy",
+                 TEST_EFFECT_UNRESOLVED_PATH,
+                 "",
+                 {},
+                 255,
+                 "%s: undefined symbol: testEffectMissingFunction\n"
+                 "Could not load VST bundle: %s\nCould not open VST."},
         LoadCase{"NullRecord", TEST_EFFECT_PATH, "null", {}, 255, refused},
         LoadCase{"WrongMagic", TEST_EFFECT_PATH, "bad-magic", {}, 255, refused},
         LoadCase{"Instrument", TEST_EFFECT_PATH, "synth", {}, 255, refused},

@@ -290,6 +290,7 @@ struct SettingsCase {
     std::string data;
     std::vector<std::string> present; // log lines that must be there
     std::vector<std::string> absent;  // log line prefixes that must not
+    std::string err = {};
 };
 
 void PrintTo(const SettingsCase& c, std::ostream* out) {
@@ -308,6 +309,8 @@ TEST_P(Vst3Settings, DataFileReachesThePlugIn) {
         runAdapter({"info", "--vst", layouts.bundle("Gain", TEST_VST3_PATH), "--data", data},
                    plugin(c.words, log));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
+    // Any line of ours comes before the report.
+    EXPECT_EQ(result.err.rfind(c.err + "Number of inputs", 0), 0u) << result.err;
     const auto lines = readLines(log);
     for (const auto& line : c.present)
         EXPECT_GT(testing_support::countLines(lines, line), 0) << line;
@@ -323,6 +326,26 @@ std::string withoutLastByte(std::string text) {
 }
 
 const std::string twoRecords = testing_support::idValueRecords({{100, 0.25}, {7, 1.0}});
+
+std::string int64Bytes(int64_t value) {
+    return std::string(reinterpret_cast<const char*>(&value), 8);
+}
+
+// A preset header (magic, version 1, a class id, the chunk list's offset), then `rest`.
+std::string presetImage(int64_t listOffset, const std::string& rest = "") {
+    const int32_t version = 1;
+    return "VST3" + std::string(reinterpret_cast<const char*>(&version), 4) + std::string(32, 'A') +
+           int64Bytes(listOffset) + rest;
+}
+
+// A chunk list of one component-state entry.
+std::string oneEntryList(int64_t offset, int64_t size) {
+    const int32_t count = 1;
+    return "List" + std::string(reinterpret_cast<const char*>(&count), 4) + "Comp" +
+           int64Bytes(offset) + int64Bytes(size);
+}
+
+const std::string damagedPreset = "Settings not applied: the VST 3 preset is damaged\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Vst3Settings,
@@ -359,7 +382,33 @@ INSTANTIATE_TEST_SUITE_P(
                      "controller-state",
                      "VST3" + std::string(40, '\0'),
                      {},
-                     {"controllerSetState", "setState"}}),
+                     {"controllerSetState", "setState"},
+                     damagedPreset},
+        // Offsets and sizes from the file never take a read outside it.
+        SettingsCase{"PresetListNear2To62",
+                     "",
+                     presetImage((int64_t{1} << 62) + 8),
+                     {},
+                     {"controllerSetState", "setState"},
+                     damagedPreset},
+        SettingsCase{"PresetListNear2To32",
+                     "",
+                     presetImage((int64_t{1} << 32) + 4),
+                     {},
+                     {"controllerSetState", "setState"},
+                     damagedPreset},
+        SettingsCase{"PresetEntryPastTheEnd",
+                     "",
+                     presetImage(48, oneEntryList(20, int64_t{1} << 62)),
+                     {},
+                     {"controllerSetState", "setState"},
+                     damagedPreset},
+        SettingsCase{"PresetOfAnotherPlugIn",
+                     "",
+                     presetImage(48, oneEntryList(0, 48)),
+                     {},
+                     {"controllerSetState", "setState"},
+                     "Settings not applied: the VST 3 preset is for another plug-in\n"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Vst3Settings, RecordsChangeTheSoundFromTheFirstBlock) {

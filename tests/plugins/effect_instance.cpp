@@ -174,6 +174,17 @@ intptr_t TestEffect::ask(int32_t opcode, intptr_t value, void* ptr) {
     return host == nullptr ? 0 : host(&effect, opcode, 0, value, ptr, 0.0f);
 }
 
+// Real plug-ins ask for the transport and for idle time from whichever thread they are on.
+void TestEffect::askTimeAndIdle() {
+    if (!options.hostCalls)
+        return;
+    const auto* time = reinterpret_cast<const VstTimeInfo*>(
+        ask(audioMasterGetTime, kVstTempoValid | kVstTimeSigValid, nullptr));
+    if (time != nullptr && time->tempo < 0.0)
+        log.line("negative tempo");
+    ask(audioMasterNeedIdle, 0, nullptr);
+}
+
 std::string TestEffect::askText(int32_t opcode) {
     std::array<char, kHostTextSize> text{};
     ask(opcode, 0, text.data());
@@ -409,6 +420,7 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
         log.line("editorIdle " + std::to_string(++editorIdles));
         if (editorIdles == 1)
             actLikeAUser();
+        askTimeAndIdle();
         return 1;
     }
 }
@@ -441,6 +453,7 @@ void TestEffect::process(std::string_view name, Sample** inputs, Sample** output
         leaveIfAsked(options, log, "process");
     if (options.crash)
         std::raise(SIGSEGV);
+    askTimeAndIdle();
     framesProcessed += frames;
     const double factor = gain();
     const int32_t sources = options.mainInputs();

@@ -57,6 +57,7 @@ class TestEffect {
 
   private:
     intptr_t ask(int32_t opcode, intptr_t value = 0, void* ptr = nullptr);
+    void askTimeAndIdle();
     std::string askText(int32_t opcode);
     intptr_t open();
     void resume();

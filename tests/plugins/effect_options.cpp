@@ -64,6 +64,7 @@ void applyFlag(Options& options, std::string_view word) {
         {"null-functions", &Options::nullFunctions},
         {"hum", &Options::hum},
         {"crash", &Options::crash},
+        {"host-calls", &Options::hostCalls},
     };
     if (word == "no-params") {
         options.params = 0;

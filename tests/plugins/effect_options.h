@@ -43,6 +43,7 @@ struct Options {
     std::string exitAt;
     std::string crashAt;
     bool crash = false;
+    bool hostCalls = false;
 
     // Pins fed into the outputs: the side-chain pins are read by nobody.
     int32_t mainInputs() const;

@@ -73,8 +73,17 @@ AEffect* enter(audioMasterCallback host, Entry entry) {
 
 extern "C" {
 
+#ifdef TEST_EFFECT_UNRESOLVED_SYMBOL
+// Defined nowhere: the system loader refuses the module, as it does a plug-in built against a
+// library the machine lacks.
+void testEffectMissingFunction();
+#endif
+
 #ifdef TEST_EFFECT_EXPORT_VST_PLUGIN_MAIN
 __attribute__((visibility("default"))) AEffect* VSTPluginMain(audioMasterCallback host) {
+#ifdef TEST_EFFECT_UNRESOLVED_SYMBOL
+    testEffectMissingFunction();
+#endif
     return test_effect::enter(host, test_effect::Entry::vstPluginMain);
 }
 #endif

@@ -38,7 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(ErrnoCase{ENOTEMPTY, "directory not empty", is<Vesk::directory_not_empty>},
                     ErrnoCase{EEXIST, "file already exists", is<Vesk::file_already_exists>},
                     ErrnoCase{ENOENT, "file not found", is<Vesk::file_not_found>},
-                    ErrnoCase{EACCES, "file access error", is<Vesk::file_access_error>},
+                    ErrnoCase{EACCES, "file access error: Permission denied",
+                              is<Vesk::file_access_error>},
                     ErrnoCase{0, "file access error", is<Vesk::file_access_error>}),
     [](const auto& info) {
         const auto& c = info.param;

@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
     Table, FileOpenFailures,
     testing::Values(OpenFailure{"missing", false, "file not found"},
                     OpenFailure{"no/such/dir/x", true, "file not found"},
-                    OpenFailure{"folder", true, "file access error"}),
+                    OpenFailure{"folder", true, "file access error: Is a directory"}),
     [](const auto& info) {
         const auto& c = info.param;
         return std::string(caseName({c.forWriting ? "Write" : "Read", c.name}));

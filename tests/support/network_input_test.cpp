@@ -1,6 +1,6 @@
 #include "support/errors.h"
 #include "support/file_stream.h"
-#include "support/network_input.h"
+#include "support/network/network_input.h"
 #include "support/thread.h"
 #include "support/wait_for_any.h"
 #include "tests/common/case_name.h"
@@ -95,7 +95,7 @@ class NetworkDelivery : public NetworkInput, public testing::WithParamInterface<
 
 TEST_P(NetworkDelivery, ReadsTheWholeBodyAndComesUpShortOnlyAtItsEnd) {
     const auto& c = GetParam();
-    auto in = Vesk::openFileForReading(url(c.path));
+    auto in = Vesk::openInput(url(c.path));
     const std::string got = readInPieces(*in, c.piece);
     const std::string& expected = c.large ? large : small;
     EXPECT_EQ(got.size(), expected.size());
@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(NetworkInput, SchemeIsRecognisedInAnyLetterCase) {
     const std::string address = url("/files/small.bin");
-    auto in = Vesk::openFileForReading("HtTp" + address.substr(4));
+    auto in = Vesk::openInput("HtTp" + address.substr(4));
     EXPECT_TRUE(readInPieces(*in, 65536) == small);
 }
 

@@ -20,9 +20,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     VSTGlobals globals;
-    openPluginFromArguments(globals, argv[1]);
-    if (!globals.plugin)
+    try {
+        openPluginFromArguments(globals, argv[1]);
+    } catch (const std::exception&) {
         return 1;
+    }
     PluginHost& host = *globals.plugin;
     for (int i = 3; i < argc; ++i) {
         const std::string assignment = argv[i];

@@ -1,4 +1,4 @@
-#include "support/network_input.h"
+#include "support/network/network_input.h"
 
 #include "support/errors.h"
 
@@ -62,6 +62,12 @@ class networkFileIn : public fileIn {
 
 std::shared_ptr<fileIn> openNetworkInput(const std::string& url, const networkTimeouts& timeouts) {
     return std::make_shared<networkFileIn>(url, timeouts);
+}
+
+std::shared_ptr<fileIn> openInput(const std::string& name) {
+    if (isNetworkName(name))
+        return openNetworkInput(name);
+    return openFileForReading(name);
 }
 
 } // namespace Vesk

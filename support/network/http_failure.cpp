@@ -1,6 +1,7 @@
-#include "support/http_failure.h"
+#include "support/network/http_failure.h"
 
-#include "support/http_request.h"
+#include "support/network/curl_library.h"
+#include "support/network/http_request.h"
 
 namespace Vesk {
 namespace {
@@ -81,7 +82,7 @@ void throwTransferFailure(CURLcode code, long status, const std::string& detail,
         throw httpRequest::invalid_reply("HTTP error " + std::to_string(status) + " from " +
                                          shownUrl);
     const failureKind kind = kindOf(code);
-    const std::string because = detail.empty() ? curl_easy_strerror(code) : detail;
+    const std::string because = detail.empty() ? curlLibrary().easyStrerror(code) : detail;
     const std::string message =
         std::string(headline(kind)) + ": " + shownUrl + " (" + because + ")";
     switch (kind) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "support/file_stream.h"
-#include "support/http_request.h"
+#include "support/network/http_request.h"
 
 #include <memory>
 #include <string>
@@ -15,5 +15,8 @@ namespace Vesk {
 // It cannot seek; `size` is the Content-Length, when the server sent one.
 std::shared_ptr<fileIn> openNetworkInput(const std::string& url,
                                          const networkTimeouts& timeouts = {});
+
+// Opens a network resource for names that isNetworkName accepts, a local file otherwise.
+std::shared_ptr<fileIn> openInput(const std::string& name);
 
 } // namespace Vesk

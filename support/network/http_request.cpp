@@ -1,10 +1,10 @@
-#include "support/http_request.h"
+#include "support/network/http_request.h"
 
+#include "support/network/curl_library.h"
 #include "support/errors.h"
-#include "support/http_failure.h"
+#include "support/network/http_failure.h"
+#include "support/message_text.h"
 #include "support/thread_abort.h"
-
-#include <curl/curl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -24,18 +24,21 @@ constexpr size_t heldBytesLimit = receiveBytes;
 constexpr long redirectLimit = 10;
 
 struct easyDeleter {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    void operator()(CURL* handle) const { curlLibrary().easyCleanup(handle); }
 };
 struct multiDeleter {
-    void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+    void operator()(CURLM* handle) const { curlLibrary().multiCleanup(handle); }
 };
 
 // The library's process-wide set-up, done once, before the first handle and never undone:
 // its tear-down is not safe while other threads might still use it.
 void initialiseLibrary() {
-    static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
+    if (openCurlLibrary() == nullptr)
+        throw httpRequest::error(std::string("network error: cannot open ") + curlLibraryName);
+    static const CURLcode result = curlLibrary().globalInit(CURL_GLOBAL_DEFAULT);
     if (result != CURLE_OK)
-        throw httpRequest::error(std::string("network error: ") + curl_easy_strerror(result));
+        throw httpRequest::error(std::string("network error: ") +
+                                 curlLibrary().easyStrerror(result));
 }
 
 const char* nonEmptyVariable(const char* name) {
@@ -61,11 +64,11 @@ struct httpRequest::transfer {
     transfer(const std::string& url, const networkTimeouts& timeouts);
     ~transfer() {
         if (multi && easy)
-            curl_multi_remove_handle(multi.get(), easy.get());
+            curlLibrary().multiRemoveHandle(multi.get(), easy.get());
     }
 
     template <class Option, class Value> void set(Option option, Value value) {
-        if (curl_easy_setopt(easy.get(), option, value) != CURLE_OK)
+        if (curlLibrary().easySetopt(easy.get(), option, value) != CURLE_OK)
             throw error("network error: cannot set up the request for " + shownUrl);
     }
 
@@ -110,10 +113,10 @@ struct httpRequest::transfer {
 };
 
 httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& timeouts)
-    : shownUrl(urlForMessages(url)), limits(timeouts) {
+    : shownUrl(escapedForMessage(urlForMessages(url))), limits(timeouts) {
     initialiseLibrary();
-    multi.reset(curl_multi_init());
-    easy.reset(curl_easy_init());
+    multi.reset(curlLibrary().multiInit());
+    easy.reset(curlLibrary().easyInit());
     if (!multi || !easy)
         throw error("network error: cannot set up the request for " + shownUrl);
     set(CURLOPT_ERRORBUFFER, errorText);
@@ -129,6 +132,9 @@ httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& t
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectSeconds * 1000.0));
     set(CURLOPT_BUFFERSIZE, receiveBytes);
     set(CURLOPT_USERAGENT, "vst-adapter");
+    // A compressed body is decoded before anyone reads it, and one in an encoding the library
+    // cannot decode fails the request: encoded bytes must never pass for audio.
+    set(CURLOPT_ACCEPT_ENCODING, "");
     set(CURLOPT_WRITEFUNCTION, onBody);
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_HEADERFUNCTION, onHeader);
@@ -139,7 +145,7 @@ httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& t
         set(CURLOPT_CAINFO, file);
     if (const char* folder = nonEmptyVariable("SSL_CERT_DIR"))
         set(CURLOPT_CAPATH, folder);
-    if (curl_multi_add_handle(multi.get(), easy.get()) != CURLM_OK)
+    if (curlLibrary().multiAddHandle(multi.get(), easy.get()) != CURLM_OK)
         throw error("network error: cannot start the request for " + shownUrl);
 }
 
@@ -194,15 +200,15 @@ void httpRequest::transfer::advance() {
     if (paused) {
         // Hands the held-back piece to acceptBody again, right here.
         paused = false;
-        if (curl_easy_pause(easy.get(), CURLPAUSE_CONT) != CURLE_OK)
+        if (curlLibrary().easyPause(easy.get(), CURLPAUSE_CONT) != CURLE_OK)
             throw error("network error: " + shownUrl);
     }
     int running = 0;
-    const CURLMcode code = curl_multi_perform(multi.get(), &running);
+    const CURLMcode code = curlLibrary().multiPerform(multi.get(), &running);
     if (code != CURLM_OK)
-        throw error("network error: " + shownUrl + " (" + curl_multi_strerror(code) + ")");
+        throw error("network error: " + shownUrl + " (" + curlLibrary().multiStrerror(code) + ")");
     int left = 0;
-    while (CURLMsg* message = curl_multi_info_read(multi.get(), &left)) {
+    while (CURLMsg* message = curlLibrary().multiInfoRead(multi.get(), &left)) {
         if (message->msg == CURLMSG_DONE) {
             finished = true;
             result = message->data.result;
@@ -212,17 +218,17 @@ void httpRequest::transfer::advance() {
 
 bool httpRequest::transfer::connected() const {
     curl_off_t ready = 0;
-    curl_easy_getinfo(easy.get(), CURLINFO_PRETRANSFER_TIME_T, &ready);
+    curlLibrary().easyGetinfo(easy.get(), CURLINFO_PRETRANSFER_TIME_T, &ready);
     return ready > 0;
 }
 
 void httpRequest::transfer::waitForActivity(int milliseconds) {
     curl_waitfd stopRequest{currentAbortDescriptor(), CURL_WAIT_POLLIN, 0};
     const unsigned extra = stopRequest.fd >= 0 ? 1 : 0;
-    const CURLMcode code = curl_multi_poll(multi.get(), extra > 0 ? &stopRequest : nullptr, extra,
-                                           milliseconds, nullptr);
+    const CURLMcode code = curlLibrary().multiPoll(multi.get(), extra > 0 ? &stopRequest : nullptr,
+                                                   extra, milliseconds, nullptr);
     if (code != CURLM_OK)
-        throw error("network error: " + shownUrl + " (" + curl_multi_strerror(code) + ")");
+        throw error("network error: " + shownUrl + " (" + curlLibrary().multiStrerror(code) + ")");
     if (extra > 0 && (stopRequest.revents & CURL_WAIT_POLLIN) != 0)
         throw user_abort();
 }
@@ -263,7 +269,7 @@ void httpRequest::transfer::throwIfFailed() const {
     if (result == CURLE_OK)
         return;
     long status = 0;
-    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    curlLibrary().easyGetinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
     throwTransferFailure(result, status, errorText, shownUrl);
 }
 
@@ -303,8 +309,13 @@ void httpRequest::waitReady() {
 }
 
 std::optional<uint64_t> httpRequest::contentLength() const {
+    // The length of an encoded body is not the length of what the reader gets.
+    curl_header* encoding = nullptr;
+    if (curlLibrary().easyHeader(state->easy.get(), "Content-Encoding", 0, CURLH_HEADER, -1,
+                                 &encoding) == CURLHE_OK)
+        return std::nullopt;
     curl_off_t length = -1;
-    curl_easy_getinfo(state->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    curlLibrary().easyGetinfo(state->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     if (length < 0)
         return std::nullopt;
     return static_cast<uint64_t>(length);
@@ -312,7 +323,7 @@ std::optional<uint64_t> httpRequest::contentLength() const {
 
 std::string httpRequest::contentType() const {
     char* type = nullptr;
-    curl_easy_getinfo(state->easy.get(), CURLINFO_CONTENT_TYPE, &type);
+    curlLibrary().easyGetinfo(state->easy.get(), CURLINFO_CONTENT_TYPE, &type);
     return type != nullptr ? type : "";
 }
 

@@ -1,0 +1,222 @@
+#pragma once
+
+#include "audio/sample_codecs.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+// Quantises a contiguous run of plug-in samples to the integer codes of an integer codec,
+// exactly as Codec::quantise does one sample. On x86 the run goes four floats or two doubles
+// at a time; elsewhere, and for the last few samples, one at a time.
+//
+// The vector form rounds as trunc(y + copysign(h, y)), h being the largest value below 0.5:
+// for every |y| < 2^31 that sum rounds (to nearest) to a value on the correct side of the next
+// whole number, which is round half away from zero. Clamping uses the min and max
+// instructions, whose NaN behaviour is irrelevant here because NaNs are zeroed afterwards by
+// their own mask.
+namespace sampleCodecs {
+
+template <typename Codec>
+concept fullRangeCodec = Codec::scale == 2147483648.0;
+
+// The clamp bounds of a codec in T. Full-range codecs clamp to the largest T below 2^31 and
+// take the top code from a comparison, as roundClampedInt32 does.
+template <typename T, typename Codec> constexpr T lowBound() {
+    if constexpr (fullRangeCodec<Codec>)
+        return T(-2147483648.0);
+    else
+        return T(Codec::low);
+}
+template <typename T, typename Codec> constexpr T highBound() {
+    if constexpr (fullRangeCodec<Codec>)
+        return std::is_same_v<T, float> ? T(2147483520.0f) : T(2147483647.0);
+    else
+        return T(Codec::high);
+}
+
+#if defined(__SSE2__)
+
+inline __m128i quantiseFour(__m128 x, __m128 scale, __m128 low, __m128 high) {
+    const __m128 v = _mm_mul_ps(x, scale);
+    const __m128 ordered = _mm_cmpord_ps(v, v);
+    __m128 y = _mm_min_ps(_mm_max_ps(v, low), high);
+    y = _mm_and_ps(y, ordered);
+    const __m128 half = _mm_or_ps(_mm_and_ps(y, _mm_set1_ps(-0.0f)), _mm_set1_ps(0.49999997f));
+    return _mm_cvttps_epi32(_mm_add_ps(y, half));
+}
+
+inline __m128i quantiseTwo(__m128d x, __m128d scale, __m128d low, __m128d high) {
+    const __m128d v = _mm_mul_pd(x, scale);
+    const __m128d ordered = _mm_cmpord_pd(v, v);
+    __m128d y = _mm_min_pd(_mm_max_pd(v, low), high);
+    y = _mm_and_pd(y, ordered);
+    const __m128d half =
+        _mm_or_pd(_mm_and_pd(y, _mm_set1_pd(-0.0)), _mm_set1_pd(0.49999999999999994));
+    return _mm_cvttpd_epi32(_mm_add_pd(y, half));
+}
+
+template <typename Codec>
+inline uint32_t quantiseVectors(const float* in, int32_t* out, uint32_t count) {
+    const __m128 scale = _mm_set1_ps(float(Codec::scale));
+    const __m128 low = _mm_set1_ps(lowBound<float, Codec>());
+    const __m128 high = _mm_set1_ps(highBound<float, Codec>());
+    uint32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const __m128 x = _mm_loadu_ps(in + i);
+        __m128i codes = quantiseFour(x, scale, low, high);
+        if constexpr (fullRangeCodec<Codec>) {
+            // 2^31 and above: the top code, which float cannot hold.
+            const __m128i top =
+                _mm_castps_si128(_mm_cmpge_ps(_mm_mul_ps(x, scale), _mm_set1_ps(2147483648.0f)));
+            codes = _mm_or_si128(_mm_andnot_si128(top, codes),
+                                 _mm_and_si128(top, _mm_set1_epi32(0x7FFFFFFF)));
+        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), codes);
+    }
+    return i;
+}
+
+// The top bound of double is 2^31 - 1 itself, so no comparison is needed for the top code.
+template <typename Codec>
+inline uint32_t quantiseVectors(const double* in, int32_t* out, uint32_t count) {
+    const __m128d scale = _mm_set1_pd(Codec::scale);
+    const __m128d low = _mm_set1_pd(lowBound<double, Codec>());
+    const __m128d high = _mm_set1_pd(highBound<double, Codec>());
+    uint32_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const __m128i first = quantiseTwo(_mm_loadu_pd(in + i), scale, low, high);
+        const __m128i second = quantiseTwo(_mm_loadu_pd(in + i + 2), scale, low, high);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi64(first, second));
+    }
+    return i;
+}
+
+// Interleaves mono or stereo 8- and 16-bit codes, eight frames at a time (sixteen for 8-bit
+// mono). The codes are already clamped to the encoding's range, so the saturating packs never
+// saturate.
+template <typename Codec, uint32_t Channels>
+inline uint32_t packVectors(const int32_t* const* codes, uint8_t* out, uint32_t count) {
+    const auto load = [](const int32_t* from) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    };
+    const auto store = [](uint8_t* to, __m128i bytes) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+    };
+    // The bias of 128 of 8-bit samples, applied to their two's complement form.
+    const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
+    uint32_t i = 0;
+    if constexpr (std::is_same_v<Codec, int16> && Channels == 1) {
+        for (; i + 8 <= count; i += 8)
+            store(out + 2 * i, _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4)));
+    } else if constexpr (std::is_same_v<Codec, int16> && Channels == 2) {
+        for (; i + 8 <= count; i += 8) {
+            const __m128i left = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
+            const __m128i right = _mm_packs_epi32(load(codes[1] + i), load(codes[1] + i + 4));
+            store(out + 4 * i, _mm_unpacklo_epi16(left, right));
+            store(out + 4 * i + 16, _mm_unpackhi_epi16(left, right));
+        }
+    } else if constexpr (std::is_same_v<Codec, uint8> && Channels == 1) {
+        for (; i + 16 <= count; i += 16) {
+            const __m128i low = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
+            const __m128i high = _mm_packs_epi32(load(codes[0] + i + 8), load(codes[0] + i + 12));
+            store(out + i, _mm_xor_si128(_mm_packs_epi16(low, high), bias));
+        }
+    } else if constexpr (std::is_same_v<Codec, uint8> && Channels == 2) {
+        for (; i + 8 <= count; i += 8) {
+            const __m128i left = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
+            const __m128i right = _mm_packs_epi32(load(codes[1] + i), load(codes[1] + i + 4));
+            const __m128i frames =
+                _mm_packs_epi16(_mm_unpacklo_epi16(left, right), _mm_unpackhi_epi16(left, right));
+            store(out + 2 * i, _mm_xor_si128(frames, bias));
+        }
+    }
+    return i;
+}
+
+// Interleaves 3 to 8 channels of 8-bit codes four frames at a time: the codes of channels 0-3
+// (and 4-7) are transposed into frame order and packed to bytes, then each frame goes out with
+// one 4- or 8-byte store that runs into the next frame, which the next store writes over. The
+// last frames, whose store would run past the run, are left to the caller. Returns the frames
+// done.
+template <uint32_t Channels>
+inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32_t count) {
+    static_assert(Channels >= 3 && Channels <= 8);
+    const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
+    // Four frames of channels first..first+3, 4 bytes each; channels past the last are 0x80.
+    const auto group = [&](uint32_t first, uint32_t i) {
+        __m128i c[4];
+        for (uint32_t k = 0; k < 4; ++k)
+            c[k] = first + k < Channels
+                       ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(codes[first + k] + i))
+                       : _mm_setzero_si128();
+        const __m128i low01 = _mm_unpacklo_epi32(c[0], c[1]);
+        const __m128i low23 = _mm_unpacklo_epi32(c[2], c[3]);
+        const __m128i high01 = _mm_unpackhi_epi32(c[0], c[1]);
+        const __m128i high23 = _mm_unpackhi_epi32(c[2], c[3]);
+        const __m128i frames01 =
+            _mm_packs_epi32(_mm_unpacklo_epi64(low01, low23), _mm_unpackhi_epi64(low01, low23));
+        const __m128i frames23 =
+            _mm_packs_epi32(_mm_unpacklo_epi64(high01, high23), _mm_unpackhi_epi64(high01, high23));
+        return _mm_xor_si128(_mm_packs_epi16(frames01, frames23), bias);
+    };
+    constexpr uint32_t storeBytes = Channels <= 4 ? 4 : 8;
+    uint32_t i = 0;
+    for (; size_t{i + 3} * Channels + storeBytes <= size_t{count} * Channels; i += 4) {
+        uint8_t* frame = out + size_t{i} * Channels;
+        if constexpr (Channels == 4) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(frame), group(0, i));
+        } else if constexpr (Channels == 3) {
+            __m128i bytes = group(0, i);
+            for (uint32_t k = 0; k < 4; ++k, bytes = _mm_srli_si128(bytes, 4)) {
+                const int32_t word = _mm_cvtsi128_si32(bytes);
+                std::memcpy(frame + k * Channels, &word, sizeof word);
+            }
+        } else {
+            const __m128i first = group(0, i);
+            const __m128i second = group(4, i);
+            const __m128i frames01 = _mm_unpacklo_epi32(first, second);
+            const __m128i frames23 = _mm_unpackhi_epi32(first, second);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame), frames01);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + Channels),
+                             _mm_unpackhi_epi64(frames01, frames01));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + 2 * Channels), frames23);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(frame + 3 * Channels),
+                             _mm_unpackhi_epi64(frames23, frames23));
+        }
+    }
+    return i;
+}
+
+#else
+
+template <uint32_t Channels>
+inline uint32_t packByteFrames(const int32_t* const*, uint8_t*, uint32_t) {
+    return 0;
+}
+
+template <typename Codec, typename T>
+inline uint32_t quantiseVectors(const T*, int32_t*, uint32_t) {
+    return 0;
+}
+
+template <typename Codec, uint32_t Channels>
+inline uint32_t packVectors(const int32_t* const*, uint8_t*, uint32_t) {
+    return 0;
+}
+
+#endif
+
+template <typename Codec, typename T>
+inline void quantiseRun(const T* in, int32_t* out, uint32_t count) {
+    uint32_t i = quantiseVectors<Codec>(in, out, count);
+    for (; i < count; ++i)
+        out[i] = Codec::template quantise<T>(in[i]);
+}
+
+} // namespace sampleCodecs
