@@ -8,25 +8,6 @@
 
 namespace test_effect {
 
-namespace {
-
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : fd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd >= 0)
-            ::close(fd);
-    }
-    int get() const { return fd; }
-
-  private:
-    int fd;
-};
-
-} // namespace
-
 void writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
@@ -41,12 +22,11 @@ void writeAll(int descriptor, std::string_view text) {
 void CallLog::line(std::string_view text) const {
     if (path.empty())
         return;
-    const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
-    if (file.get() < 0)
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (file < 0)
         return;
-    std::string whole(text);
-    whole += '\n';
-    writeAll(file.get(), whole);
+    writeAll(file, std::string(text) + '\n');
+    ::close(file);
 }
 
 std::string number(double value) {
