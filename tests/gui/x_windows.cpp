@@ -18,16 +18,6 @@ int ignoreXError(Display*, XErrorEvent*) {
     return 0;
 }
 
-bool before(std::chrono::steady_clock::time_point deadline) {
-    return std::chrono::steady_clock::now() < deadline;
-}
-
-std::chrono::steady_clock::time_point after(double seconds) {
-    return std::chrono::steady_clock::now() +
-           std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-               std::chrono::duration<double>(seconds));
-}
-
 } // namespace
 
 XTestConnection::XTestConnection() : display(XOpenDisplay(nullptr)) {
@@ -71,12 +61,11 @@ std::optional<XWindowId> XTestConnection::findWindowOf(pid_t pid) {
 }
 
 std::optional<XWindowId> XTestConnection::waitForWindowOf(pid_t pid, double seconds) {
-    const auto deadline = after(seconds);
-    do {
+    for (int tries = static_cast<int>(seconds * 50); tries >= 0; --tries) {
         if (const auto window = findWindowOf(pid))
             return window;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    } while (before(deadline));
+    }
     return std::nullopt;
 }
 
@@ -89,50 +78,18 @@ XTestConnection::Geometry XTestConnection::geometry(XWindowId window) {
     return {x, y, static_cast<int>(width), static_cast<int>(height)};
 }
 
-bool XTestConnection::waitForSize(XWindowId window, int width, int height, double seconds) {
-    const auto deadline = after(seconds);
-    do {
-        const auto now = geometry(window);
-        if (now.width == width && now.height == height)
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    } while (before(deadline));
-    return false;
-}
-
-std::vector<uint8_t> XTestConnection::capture(XWindowId window, int& width, int& height) {
-    const auto where = geometry(window);
-    width = where.width;
-    height = where.height;
-    // From the root window, so that the editor's own child windows are in the picture.
-    XImage* image =
-        XGetImage(display, DefaultRootWindow(display), where.x, where.y,
-                  static_cast<unsigned>(width), static_cast<unsigned>(height), AllPlanes, ZPixmap);
-    std::vector<uint8_t> pixels;
-    if (image == nullptr)
-        return pixels;
-    pixels.reserve(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            const unsigned long pixel = XGetPixel(image, x, y);
-            pixels.push_back(
-                static_cast<uint8_t>((pixel & image->red_mask) >> __builtin_ctzl(image->red_mask)));
-            pixels.push_back(static_cast<uint8_t>((pixel & image->green_mask) >>
-                                                  __builtin_ctzl(image->green_mask)));
-            pixels.push_back(static_cast<uint8_t>((pixel & image->blue_mask) >>
-                                                  __builtin_ctzl(image->blue_mask)));
-        }
-    XDestroyImage(image);
-    return pixels;
-}
-
 size_t XTestConnection::distinctColours(XWindowId window) {
-    int width = 0, height = 0;
-    const auto pixels = capture(window, width, height);
-    std::set<uint32_t> colours;
-    for (size_t at = 0; at + 3 <= pixels.size(); at += 3)
-        colours.insert(
-            static_cast<uint32_t>(pixels[at] << 16 | pixels[at + 1] << 8 | pixels[at + 2]));
+    const auto where = geometry(window);
+    // From the root window, so that the editor's own child windows are in the picture.
+    XImage* image = XGetImage(display, DefaultRootWindow(display), where.x, where.y,
+                              static_cast<unsigned>(where.width),
+                              static_cast<unsigned>(where.height), AllPlanes, ZPixmap);
+    std::set<unsigned long> colours;
+    for (int y = 0; image != nullptr && y < where.height; ++y)
+        for (int x = 0; x < where.width; ++x)
+            colours.insert(XGetPixel(image, x, y));
+    if (image != nullptr)
+        XDestroyImage(image);
     return colours.size();
 }
 

@@ -29,7 +29,6 @@ struct Options {
     std::set<std::string> flags;
     std::map<std::string, int64_t> numbers;
     std::pair<int16_t, int16_t> editorSize{320, 200};
-    std::optional<std::pair<int16_t, int16_t>> resizeTo;
     std::string exitAt, crashAt;
     bool has(const char* flag) const { return flags.count(flag) != 0; }
     int32_t get(const char* key, int32_t fallback) const {
@@ -94,8 +93,6 @@ Options parseOptions(std::string_view words) {
                 readNumber(value, word, range->second.first, range->second.second);
         else if (key == "editor")
             options.editorSize = (options.flags.emplace("editor"), readSize(value, word));
-        else if (key == "resize")
-            options.resizeTo = readSize(value, word);
         else if ((key == "exit-at" || key == "crash-at") && places.count(value) != 0)
             (key == "exit-at" ? options.exitAt : options.crashAt) = std::string(value);
         else
@@ -408,12 +405,8 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
         leaveIfAsked("editor");
     if (opcode != effEditIdle)
         return 1;
-    // On the first idle the editor acts like a user: resizes itself, turns the gain.
-    if (++editorIdles == 1 && options.resizeTo) {
-        editorRect.right = options.resizeTo->first;
-        editorRect.bottom = options.resizeTo->second;
-        host(&effect, audioMasterSizeWindow, editorRect.right, editorRect.bottom, nullptr, 0);
-    }
+    // On the first idle the editor acts like a user turning the gain.
+    ++editorIdles;
     if (editorIdles == 1 && options.numbers.count("edit") != 0 && !parameters.empty()) {
         const float edited = static_cast<float>(options.get("edit", 0)) / 100.0f;
         atomicParameter(0).store(edited);
