@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace testing_support {
@@ -21,30 +22,34 @@ struct ChildOptions {
     bool closeStdin = true;                                        // end of input after stdinBytes
     std::map<std::string, std::optional<std::string>> environment; // nullopt removes a variable
     double timeoutSeconds = 30.0;
-    std::string workingDirectory;
 };
 
-// The caller's environment with `options.environment` applied, as "KEY=value" entries.
-std::vector<std::string> buildEnvironment(const ChildOptions& options);
-
-// Text entries as the null-terminated array of C strings that spawn and exec take.
-class CStringArray {
+// A child that runs while the test acts on it (finds its window, signals it). Standard input
+// carries `stdinBytes`, then ends, or with `closeStdin` false stays open and idle (up to 64 KiB
+// of bytes then). Standard output and error are collected. Killed if the test leaves without
+// waiting.
+class BackgroundChild {
   public:
-    explicit CStringArray(std::vector<std::string> entries);
-    CStringArray(const CStringArray&) = delete;
-    CStringArray& operator=(const CStringArray&) = delete;
-    char** data() { return pointers.data(); }
+    BackgroundChild(const std::string& program, const std::vector<std::string>& arguments,
+                    const ChildOptions& options);
+    ~BackgroundChild();
+    BackgroundChild(const BackgroundChild&) = delete;
+    BackgroundChild& operator=(const BackgroundChild&) = delete;
+
+    pid_t pid() const { return child; }
+    bool running();
+    void signal(int number) const;
+    // Waits up to `seconds`; then kills it and reports timedOut.
+    ChildResult wait(double seconds);
 
   private:
-    std::vector<std::string> text;
-    std::vector<char*> pointers;
+    pid_t child = -1;
+    bool reaped = false;
+    int inputWriteEnd = -1;
+    std::string folder; // holds the files of standard input, output and error
 };
 
-// argv for `program` with `arguments`.
-std::vector<std::string> commandLine(const std::string& program,
-                                     const std::vector<std::string>& arguments);
-
-// Runs `program` with `arguments` (argv[1..]), feeding and collecting through pipes.
+// Runs `program` with `arguments` (argv[1..]) to its end.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options = {});
 

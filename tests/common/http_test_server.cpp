@@ -44,9 +44,7 @@ int readPort(int fd) {
 
 } // namespace
 
-HttpTestServer::HttpTestServer(const std::string& root, const std::string& certificate,
-                               const std::string& key)
-    : tls(!certificate.empty()) {
+HttpTestServer::HttpTestServer(const std::string& root) {
     int input[2];
     int output[2];
     if (::pipe2(input, O_CLOEXEC) != 0)
@@ -61,9 +59,6 @@ HttpTestServer::HttpTestServer(const std::string& root, const std::string& certi
     posix_spawn_file_actions_adddup2(&actions, input[0], 0);
     posix_spawn_file_actions_adddup2(&actions, output[1], 1);
     std::vector<std::string> words{"python3", VST_ADAPTER_HTTP_TEST_SERVER, root};
-    if (tls) {
-        words.insert(words.end(), {"--tls", certificate, key});
-    }
     std::vector<char*> argv;
     for (auto& word : words)
         argv.push_back(word.data());
@@ -107,8 +102,7 @@ void HttpTestServer::stop() noexcept {
 }
 
 std::string HttpTestServer::url(const std::string& path) const {
-    return std::string(tls ? "https" : "http") + "://127.0.0.1:" + std::to_string(listeningPort) +
-           path;
+    return "http://127.0.0.1:" + std::to_string(listeningPort) + path;
 }
 
 RefusingPort::RefusingPort() : fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

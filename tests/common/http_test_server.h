@@ -5,19 +5,18 @@
 
 namespace testing_support {
 
-// The loopback HTTP(S) server of http_test_server.py, serving the files of `root` (routes and
+// The loopback HTTP server of http_test_server.py, serving the files of `root` (routes and
 // options are described there). Started by the constructor, which returns once it listens;
-// stopped by the destructor. With a certificate and key it speaks TLS.
+// stopped by the destructor.
 class HttpTestServer {
   public:
-    explicit HttpTestServer(const std::string& root, const std::string& certificate = {},
-                            const std::string& key = {});
+    explicit HttpTestServer(const std::string& root);
     ~HttpTestServer();
     HttpTestServer(const HttpTestServer&) = delete;
     HttpTestServer& operator=(const HttpTestServer&) = delete;
 
     int port() const { return listeningPort; }
-    // "http://127.0.0.1:PORT" + path (https with TLS).
+    // "http://127.0.0.1:PORT" + path.
     std::string url(const std::string& path) const;
 
   private:
@@ -26,7 +25,6 @@ class HttpTestServer {
     pid_t pid = -1;
     int controlPipe = -1; // the server's standard input: closing it ends the server
     int listeningPort = 0;
-    bool tls = false;
 };
 
 // A loopback port held bound but never listening, so connecting to it is refused for as long

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""A loopback HTTP(S) server for the network input tests and benchmarks.
+"""A loopback HTTP server for the network input tests and benchmarks.
 
-Usage: http_test_server.py ROOT [--tls CERT KEY]
+Usage: http_test_server.py ROOT
 
 Listens on 127.0.0.1 on a free port, prints that port and a newline on standard output, and
 serves until standard input closes (its parent went away) or it is killed.
@@ -22,22 +22,16 @@ OPTIONS for bodies:
                                lacks its last chunk)
   stall=N                      stop after N body bytes and keep the connection open
   badchunk=1                   a chunk size line that is not hexadecimal after the body
-  encoding=NAME                send the body with "Content-Encoding: NAME", whatever the
-                               request accepts: gzip and deflate compress it, any other name
-                               leaves it as it is
 """
-import gzip
 import http.server
 import os
 import random
 import socket
 import socketserver
-import ssl
 import sys
 import threading
 import time
 import urllib.parse
-import zlib
 
 PATTERN = random.Random(1).randbytes(1 << 20)
 FOREVER = 24 * 3600
@@ -98,7 +92,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             if parts[0] == "silent":
                 time.sleep(FOREVER)
                 return None
-        except (BrokenPipeError, ConnectionResetError, ssl.SSLError):
+        except (BrokenPipeError, ConnectionResetError):
             self.close_connection = True
             return None
         return self.empty(404)
@@ -111,14 +105,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def send_body(self, body, options):
-        encoding = options.get("encoding")
-        if encoding:
-            data = bytes(body.read_at(0, body.size))
-            if encoding == "gzip":
-                data = gzip.compress(data)
-            elif encoding == "deflate":
-                data = zlib.compress(data)
-            body = Body(len(data), lambda offset, count: memoryview(data)[offset:offset + count])
         coding = options.get("coding", "length")
         pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options else None
         delay = float(options.get("delay", "0"))
@@ -129,8 +115,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
         self.send_response(200)
         self.send_header("Content-Type", "application/octet-stream")
-        if encoding:
-            self.send_header("Content-Encoding", encoding)
         if coding == "length":
             self.send_header("Content-Length", str(body.size))
         elif coding == "chunked":
@@ -167,32 +151,16 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
-    def __init__(self, root, context):
+    def __init__(self, root):
         self.root = root
-        self.context = context
         super().__init__(("127.0.0.1", 0), Handler)
-
-    def finish_request(self, request, client_address):
-        # The handshake runs on the connection's own thread, so a client that refuses our
-        # certificate never holds up the others.
-        if self.context:
-            try:
-                request = self.context.wrap_socket(request, server_side=True)
-            except (ssl.SSLError, OSError):
-                return
-        super().finish_request(request, client_address)
 
     def handle_error(self, request, client_address):
         pass
 
 
 def main():
-    root = sys.argv[1]
-    context = None
-    if len(sys.argv) == 5 and sys.argv[2] == "--tls":
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(sys.argv[3], sys.argv[4])
-    server = Server(root, context)
+    server = Server(sys.argv[1])
     print(server.server_address[1], flush=True)
     threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.1},
                      daemon=True).start()

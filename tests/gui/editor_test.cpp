@@ -1,7 +1,7 @@
 // "configure" and "configure-live" with the in-tree plug-in's editor: the window, how the session
 // ends and what it writes, and the live worker feeding the plug-in while the editor stays.
 
-#include "tests/common/background_child.h"
+#include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"

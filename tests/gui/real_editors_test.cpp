@@ -2,7 +2,7 @@
 // follows. Synthetic input is mouse-wheel turns over the editor, which it takes as knob changes
 // wherever the pointer lands on one.
 
-#include "tests/common/background_child.h"
+#include "tests/common/child_process.h"
 #include "tests/common/real_plugins.h"
 #include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"
