@@ -97,6 +97,10 @@ void BackgroundChild::signal(int number) const {
     ::kill(child, number);
 }
 
+std::string BackgroundChild::outputSoFar() const {
+    return scratch::readFile(folder + "/out");
+}
+
 ChildResult BackgroundChild::wait(double seconds) {
     ChildResult result;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);

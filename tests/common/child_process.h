@@ -39,6 +39,8 @@ class BackgroundChild {
     pid_t pid() const { return child; }
     bool running();
     void signal(int number) const;
+    // What it has written to standard output so far.
+    std::string outputSoFar() const;
     // Waits up to `seconds`; then kills it and reports timedOut.
     ChildResult wait(double seconds);
 

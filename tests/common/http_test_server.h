@@ -1,7 +1,9 @@
 #pragma once
 
+#include "tests/common/child_process.h"
+
+#include <memory>
 #include <string>
-#include <sys/types.h>
 
 namespace testing_support {
 
@@ -11,19 +13,16 @@ namespace testing_support {
 class HttpTestServer {
   public:
     explicit HttpTestServer(const std::string& root);
-    ~HttpTestServer();
-    HttpTestServer(const HttpTestServer&) = delete;
-    HttpTestServer& operator=(const HttpTestServer&) = delete;
 
     int port() const { return listeningPort; }
     // "http://127.0.0.1:PORT" + path.
-    std::string url(const std::string& path) const;
+    std::string url(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(listeningPort) + path;
+    }
 
   private:
-    void stop() noexcept;
-
-    pid_t pid = -1;
-    int controlPipe = -1; // the server's standard input: closing it ends the server
+    // Its standard input stays open while it runs: closing it ends the server.
+    std::unique_ptr<BackgroundChild> server;
     int listeningPort = 0;
 };
 
