@@ -25,7 +25,7 @@ HttpTestServer::HttpTestServer(const std::string& root) {
             break;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    throw std::runtime_error("test HTTP server did not start");
+    throw std::runtime_error("test HTTP server did not start: " + server->wait(1).err);
 }
 
 RefusingPort::RefusingPort() : fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

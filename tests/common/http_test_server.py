@@ -1,122 +1,173 @@
-#!/ usr / bin / env python3
-""
-    "A loopback HTTP server for the network input tests and benchmarks.
+#!/usr/bin/env python3
+"""A loopback HTTP server for the network input tests and benchmarks.
 
-    Usage : http_test_server.py ROOT
+Usage: http_test_server.py ROOT
 
-                Listens on 127.0.0.1 on a free port,
-    prints that port and a newline on standard output,
-    and serves until standard input closes(its parent went away) or it is killed.
+Listens on 127.0.0.1 on a free port, prints that port and a newline on standard output, and
+serves until standard input closes (its parent went away) or it is killed.
 
-                                                                        Routes : /
-                                                                                 files / NAME
-    ? OPTIONS the bytes of ROOT / NAME / pattern / SIZE
-    ? OPTIONS SIZE bytes repeating one fixed random mebibyte / status
-              / CODE an empty reply with that status / redirect / N / REST 302 to / redirect / N
-          - 1 / REST,
-    and from / redirect / 0 / REST to / REST / loop 302 to itself /
-        silent reads the request and never answers
+Routes:
+  /files/NAME?OPTIONS    the bytes of ROOT/NAME
+  /pattern/SIZE?OPTIONS  SIZE bytes repeating one fixed random mebibyte
+  /status/CODE           an empty reply with that status
+  /redirect/N/REST       302 to /redirect/N-1/REST, and from /redirect/0/REST to /REST
+  /loop                  302 to itself
+  /silent                reads the request and never answers
 
-        OPTIONS for bodies : coding = length | chunked | close Content - Length(default),
-    chunked transfer, or end by closing pieces = A, B, ... send the body in pieces of these sizes,
-    cycling delay = SECONDS pause between pieces cut = N close the connection after N body
-        bytes(a chunked body then lacks its last chunk)
-            stall = N stop after N body bytes and keep the connection open badchunk =
-                1 a chunk size line that is not hexadecimal after the body ""
-                                                                           "
-                import http
-                    .server import os import random import socket import socketserver import sys
-                        import threading import time import urllib.parse
+OPTIONS for bodies:
+  coding=length|chunked|close  Content-Length (default), chunked transfer, or end by closing
+  pieces=A,B,...               send the body in pieces of these sizes, cycling
+  delay=SECONDS                pause between pieces
+  cut=N                        close the connection after N body bytes (a chunked body then
+                               lacks its last chunk)
+  stall=N                      stop after N body bytes and keep the connection open
+  badchunk=1                   a chunk size line that is not hexadecimal after the body
+"""
+import http.server
+import os
+import random
+import socket
+import socketserver
+import sys
+import threading
+import time
+import urllib.parse
 
-                            PATTERN = random.Random(1).randbytes(1 << 20) FOREVER = 24 * 3600
+PATTERN = random.Random(1).randbytes(1 << 20)
+FOREVER = 24 * 3600
 
-                                                                                    class Body :
-    ""
-    "The bytes of a reply body, read in order."
-    ""
 
-    def __init__(self, size, read_at) : self.size = size self.read_at = read_at
+class Body:
+    """The bytes of a reply body, read in order."""
 
-                                            def file_body(path) : with open(path, "rb") as f :
-    data = f.read() return Body(len(data), lambda offset, count
-                                : memoryview(data)[offset:offset + count])
+    def __init__(self, size, read_at):
+        self.size = size
+        self.read_at = read_at
 
-               def pattern_body(size) : def read_at(offset, count) :
-    start = offset % len(PATTERN) count =
-                min(count, len(PATTERN) - start) return memoryview(PATTERN)[start:start + count]
+
+def file_body(path):
+    with open(path, "rb") as f:
+        data = f.read()
+    return Body(len(data), lambda offset, count: memoryview(data)[offset:offset + count])
+
+
+def pattern_body(size):
+    def read_at(offset, count):
+        start = offset % len(PATTERN)
+        count = min(count, len(PATTERN) - start)
+        return memoryview(PATTERN)[start:start + count]
 
     return Body(size, read_at)
 
-        class Handler(http.server.BaseHTTPRequestHandler) : protocol_version = "HTTP/1.1"
 
-                                                            def log_message(self, *args) : pass
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
 
-        def do_GET(self) :
-    url = urllib.parse.urlsplit(self.path) options = dict(urllib.parse.parse_qsl(url.query))
-        parts = url.path.strip("/").split("/") try : if parts[0] == "files" and len(parts) == 2 :
-    path = os.path.join(self.server.root, parts[1]) if not os.path.isfile(path) :
-    return self.empty(404) return self.send_body(file_body(path), options) if parts[0] ==
-               "pattern" and
-           len(parts) == 2 :
-    return self.send_body(pattern_body(int(parts[1])), options) if parts[0] == "status" and
-           len(parts) == 2 :
-    return self.empty(int(parts[1])) if parts[0] == "redirect" and len(parts) >= 3 :
-    left = int(parts[1]) rest = "/".join(parts [2:])
-                                    target = "/redirect/%d/%s" % (left - 1, rest) if left >
-                                             0 else "/" + rest if url.query :
-    target += "?" + url.query return self.empty(302, location = target) if parts[0] == "loop" :
-    return self.empty(302, location = "/loop") if parts[0] == "silent" :
-    time.sleep(FOREVER) return None except(BrokenPipeError, ConnectionResetError) :
-    self.close_connection = True return None return self.empty(404)
-
-                                def empty(self, status, location = None) :
-    self.send_response(status) if location :
-    self.send_header("Location", location) self.send_header("Content-Length", "0")
-        self.end_headers()
-
-            def send_body(self, body, options) :
-    coding = options.get("coding", "length")
-                 pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options
-                           else None delay = float(options.get("delay", "0")) stop =
-                               min(int(options.get("cut", body.size)),
-                                   body.size) stall = int(options["stall"]) if "stall" in options
-                           else None if stall is not None :
-        stop = min(stop, stall)
-
-                   self.send_response(200) self.send_header("Content-Type",
-                                                            "application/octet-stream") if coding
-               == "length" :
-        self.send_header("Content-Length", str(body.size)) elif coding == "chunked" :
-        self.send_header("Transfer-Encoding", "chunked") else :
-        self.send_header("Connection", "close") self.end_headers()
-
-            sent = 0 turn = 0 while sent < stop :
-        want = pieces[turn % len(pieces)] if pieces else 1 << 20 turn +=
-        1 data = body.read_at(sent, min(want, stop - sent)) if coding == "chunked" :
-        self.wfile.write(b "%x\r\n" % len(data) + bytes(data) + b "\r\n") else :
-        self.wfile.write(data) sent += len(data) if delay and sent < stop :
-        time.sleep(delay) if stall is not None : time.sleep(FOREVER) if options.get("badchunk") :
-        self.wfile.write(b "zz\r\n") elif coding == "chunked" and "cut" not in options :
-        self.wfile.write(b "0\r\n\r\n") if "cut" in options
-            or coding == "close" or options.get("badchunk") :
-        self.close_connection = True self.connection.shutdown(socket.SHUT_WR)
-
-                                    class Server(socketserver.ThreadingMixIn,
-                                                 http.server.HTTPServer) :
-        daemon_threads = True allow_reuse_address = True
-
-        def __init__(self, root) : self.root = root super().__init__(("127.0.0.1", 0), Handler)
-
-                                                   def handle_error(self, request, client_address) :
+    def log_message(self, *args):
         pass
 
-        def main() :
-        server = Server(sys.argv[1]) print(server.server_address[1], flush = True) threading
-                     .Thread(target = server.serve_forever, kwargs = {"poll_interval" : 0.1},
-                             daemon = True)
-                     .start()
-#Ends with its parent : standard input closes when the parent exits, however it exits.
-                         sys.stdin.buffer.read() os._exit(0)
+    def do_GET(self):
+        url = urllib.parse.urlsplit(self.path)
+        options = dict(urllib.parse.parse_qsl(url.query))
+        parts = url.path.strip("/").split("/")
+        try:
+            if parts[0] == "files" and len(parts) == 2:
+                path = os.path.join(self.server.root, parts[1])
+                if not os.path.isfile(path):
+                    return self.empty(404)
+                return self.send_body(file_body(path), options)
+            if parts[0] == "pattern" and len(parts) == 2:
+                return self.send_body(pattern_body(int(parts[1])), options)
+            if parts[0] == "status" and len(parts) == 2:
+                return self.empty(int(parts[1]))
+            if parts[0] == "redirect" and len(parts) >= 3:
+                left = int(parts[1])
+                rest = "/".join(parts[2:])
+                target = "/redirect/%d/%s" % (left - 1, rest) if left > 0 else "/" + rest
+                if url.query:
+                    target += "?" + url.query
+                return self.empty(302, location=target)
+            if parts[0] == "loop":
+                return self.empty(302, location="/loop")
+            if parts[0] == "silent":
+                time.sleep(FOREVER)
+                return None
+        except (BrokenPipeError, ConnectionResetError):
+            self.close_connection = True
+            return None
+        return self.empty(404)
 
-                             if __name__
-                 == "__main__" : main()
+    def empty(self, status, location=None):
+        self.send_response(status)
+        if location:
+            self.send_header("Location", location)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+
+    def send_body(self, body, options):
+        coding = options.get("coding", "length")
+        pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options else None
+        delay = float(options.get("delay", "0"))
+        stop = min(int(options.get("cut", body.size)), body.size)
+        stall = int(options["stall"]) if "stall" in options else None
+        if stall is not None:
+            stop = min(stop, stall)
+
+        self.send_response(200)
+        self.send_header("Content-Type", "application/octet-stream")
+        if coding == "length":
+            self.send_header("Content-Length", str(body.size))
+        elif coding == "chunked":
+            self.send_header("Transfer-Encoding", "chunked")
+        else:
+            self.send_header("Connection", "close")
+        self.end_headers()
+
+        sent = 0
+        turn = 0
+        while sent < stop:
+            want = pieces[turn % len(pieces)] if pieces else 1 << 20
+            turn += 1
+            data = body.read_at(sent, min(want, stop - sent))
+            if coding == "chunked":
+                self.wfile.write(b"%x\r\n" % len(data) + bytes(data) + b"\r\n")
+            else:
+                self.wfile.write(data)
+            sent += len(data)
+            if delay and sent < stop:
+                time.sleep(delay)
+        if stall is not None:
+            time.sleep(FOREVER)
+        if options.get("badchunk"):
+            self.wfile.write(b"zz\r\n")
+        elif coding == "chunked" and "cut" not in options:
+            self.wfile.write(b"0\r\n\r\n")
+        if "cut" in options or coding == "close" or options.get("badchunk"):
+            self.close_connection = True
+            self.connection.shutdown(socket.SHUT_WR)
+
+
+class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
+    daemon_threads = True
+    allow_reuse_address = True
+
+    def __init__(self, root):
+        self.root = root
+        super().__init__(("127.0.0.1", 0), Handler)
+
+    def handle_error(self, request, client_address):
+        pass
+
+
+def main():
+    server = Server(sys.argv[1])
+    print(server.server_address[1], flush=True)
+    threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.1},
+                     daemon=True).start()
+    # Ends with its parent: standard input closes when the parent exits, however it exits.
+    sys.stdin.buffer.read()
+    os._exit(0)
+
+
+if __name__ == "__main__":
+    main()
