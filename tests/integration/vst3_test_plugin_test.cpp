@@ -109,4 +109,25 @@ TEST(Vst3Settings, RecordsChangeTheSoundFromTheFirstBlock) {
     }
 }
 
+template <typename Number> std::string bytes(Number value) {
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+TEST(Vst3Settings, UnusablePresetsAreReportedBeforeTheReport) {
+    // Magic, version 1, a class id and where the chunk list starts; then a list of one entry.
+    const std::string header = "VST3" + bytes(int32_t{1}) + std::string(32, 'A');
+    const std::string listOfOne = "List" + bytes(int32_t{1}) + "Comp" + bytes(int64_t{0});
+    for (const auto& [data, message] : std::vector<std::pair<std::string, std::string>>{
+             {"VST3" + std::string(40, '\0'), "the VST 3 preset is damaged"},
+             {header + bytes(int64_t{1} << 62), "the VST 3 preset is damaged"},
+             {header + bytes(int64_t{48}) + listOfOne + bytes(int64_t{48}),
+              "the VST 3 preset is for another plug-in"}}) {
+        const auto [result, log] = run("info", {}, "", "", data);
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(result.err.rfind("Settings not applied: " + message + "\nNumber of inputs", 0),
+                  0u)
+            << result.err;
+    }
+}
+
 } // namespace
