@@ -46,9 +46,8 @@ def test_output_and_tail_match_the_command_line(path, dtype, bits, tag):
 def test_a_crashing_worker_raises_and_python_goes_on(monkeypatch):
     monkeypatch.setenv("TEST_EFFECT", "crash")
     plugin = va.Plugin(TEST_EFFECT, 44100, 2)
-    with pytest.raises(va.PluginError) as failure:
-        with plugin:
-            plugin.process(noise())
+    with pytest.raises(va.PluginError) as failure, plugin:
+        plugin.process(noise())
     assert (failure.value.status, failure.value.message) == (
         -11, "VST crashed with SIGSEGV (stage: processing)\nthe worker was killed by SIGSEGV")
     with pytest.raises(va.PluginError):
