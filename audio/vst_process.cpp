@@ -81,7 +81,7 @@ template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uin
     }
 }
 
-template <typename T> void vstProcess2<T>::renderTail(const tailSink& sink) {
+template <typename T> void vstProcess2<T>::renderTail(const TailSink& sink) {
     const int64_t rate = applied.sampleRate;
     int64_t remaining = plugin().tailSize();
     if (remaining == 0)

@@ -74,7 +74,7 @@ PluginHost::Reconfiguration::~Reconfiguration() {
 PluginHost::PluginHost() = default;
 
 PluginHost::~PluginHost() {
-    const pluginStageScope stage(pluginStage::closing);
+    const PluginStageScope stage(PluginStage::closing);
     suspend();
     if (effect != nullptr && editor.open) {
         editor.open = false;

@@ -21,7 +21,7 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     if (effect->flags & effFlagsIsSynth) {
         // Created, so it is closed before its code can go: an instrument may have threads of
         // its own running by now.
-        const pluginStageScope stage(pluginStage::closing);
+        const PluginStageScope stage(PluginStage::closing);
         if (effect->dispatcher != nullptr)
             guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
         return false;
@@ -33,7 +33,7 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     // Absurd pin counts are refused before any call could walk them.
     if (!host.pinCountsWithinLimits())
         return false;
-    const pluginStageScope stage(pluginStage::opening);
+    const PluginStageScope stage(PluginStage::opening);
     const bool opened = guardedCall([&] {
         host.dispatch(effOpen);
         if (host.sampleRate != 0)
