@@ -12,7 +12,7 @@ namespace {
 
 std::unique_ptr<PluginHost> newHost(const VSTGlobals& globals) {
     auto host = std::make_unique<PluginHost>();
-    host->processLevel = processLevelFromArguments(globals.arguments);
+    host->setProcessLevel(processLevelFromArguments(globals.arguments));
     return host;
 }
 
