@@ -2,6 +2,7 @@
 
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,8 @@
 #include <cstring>
 
 namespace {
+
+using testing_support::hexText;
 
 struct AnswerCase {
     const char* name;
@@ -104,10 +107,16 @@ TEST_P(TimeInfo, FlagsFollowFilterAndTransport) {
     EXPECT_EQ(std::isnan(info->nanoSeconds), (GetParam().filter & kVstNanosValid) != 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, TimeInfo,
-                         testing::Values(TimeCase{0, false, 1}, TimeCase{0, true, 3},
-                                         TimeCase{0x2400, false, 0x2401}, TimeCase{0x100, false, 0x101},
-                                         TimeCase{0x100, true, 0x103}, TimeCase{0x200 | 0x800, true, 3}));
+INSTANTIATE_TEST_SUITE_P(
+    Table, TimeInfo,
+    testing::Values(TimeCase{0, false, 1}, TimeCase{0, true, 3}, TimeCase{0x2400, false, 0x2401},
+                    TimeCase{0x100, false, 0x101}, TimeCase{0x100, true, 0x103},
+                    TimeCase{0x200 | 0x800, true, 3}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string("Filter" + hexText(static_cast<uint64_t>(c.filter)) +
+                           (c.active ? "_Active" : "_Stopped"));
+    });
 
 TEST(Callback, IdleRunsPlugInIdleWithoutChangingNeedIdle) {
     FakeEffect fake;

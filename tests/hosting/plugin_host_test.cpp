@@ -4,6 +4,7 @@
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/vst2/speaker_layout.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 #include <stdexcept>
 
 namespace {
+
+using testing_support::hexText;
 
 constexpr uint32_t arrangementChannelLimit =
     speaker_layout::SpeakerArrangementRecord::maximumChannels;
@@ -254,7 +257,11 @@ INSTANTIATE_TEST_SUITE_P(
                     ArrangementCase{0x3, kSpeakerArrStereo, {1, 2}},
                     ArrangementCase{0x7, kSpeakerArrUserDefined, {1, 2, 3}},
                     ArrangementCase{0x63F, kSpeakerArr71Music, {1, 2, 3, 4, 5, 6, 10, 11}},
-                    ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}));
+                    ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string("Mask" + hexText(c.mask));
+    });
 
 TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
     // Plug-ins read numChannels speakers; a format message may claim any count.
