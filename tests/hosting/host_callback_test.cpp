@@ -64,8 +64,8 @@ TEST(Callback, SampleRateAndLevelComeFromTheHost) {
     FakeEffect fake;
     PluginHost host;
     fake.effect.user = &host;
-    host.sampleRate = 48000;
-    host.processLevel = kVstProcessLevelRealtime;
+    host.setSampleRate(48000);
+    host.setProcessLevel(kVstProcessLevelRealtime);
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterGetSampleRate, 0, 0, nullptr, 0), 48000);
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterGetCurrentProcessLevel, 0, 0, nullptr, 0), 2);
 }
@@ -91,7 +91,8 @@ TEST_P(TimeInfo, FlagsFollowFilterAndTransport) {
     FakeEffect fake;
     PluginHost host;
     fake.effect.user = &host;
-    host.active = GetParam().active;
+    if (GetParam().active)
+        host.resume();
     auto* info = reinterpret_cast<VstTimeInfo*>(
         hostCallback(&fake.effect, audioMasterGetTime, 0, GetParam().filter, nullptr, 0));
     ASSERT_NE(info, nullptr);
@@ -120,16 +121,15 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Callback, IdleRunsPlugInIdleWithoutChangingNeedIdle) {
     FakeEffect fake;
     PluginHost host;
-    host.effect = &fake.effect;
-    fake.effect.user = &host;
+    host.adoptEffect(&fake.effect);
     fake.effect.flags |= effFlagsHasEditor;
     FakeWindow window;
     host.openEditor(window);
     fake.calls.clear();
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterIdle, 0, 0, nullptr, 0), 1);
     EXPECT_EQ(fake.opcodes(), (std::vector<int32_t>{effIdle, effEditIdle, effEditIdle}));
-    EXPECT_FALSE(host.needIdle);
-    host.effect = nullptr;
+    EXPECT_FALSE(host.idleRequested());
+    host.adoptEffect(nullptr);
 }
 
 } // namespace

@@ -36,7 +36,7 @@ TEST(AttachEffect, OpensSetsBlockSizeAndResumesInOrder) {
     EXPECT_EQ(rig.fake.calls[1].opt, 48000.0f);
     EXPECT_EQ(rig.fake.calls[2].value, 512);
     EXPECT_EQ(rig.fake.calls[3].value, 1);
-    EXPECT_TRUE(rig.host->active);
+    EXPECT_TRUE(rig.host->isActive());
 }
 
 TEST(AttachEffect, NoRateMeansNoRateCall) {
@@ -59,7 +59,7 @@ TEST_P(AttachRefusals, RefusedWithoutBeingOpened) {
     GetParam().spoil(rig.fake.effect);
     EXPECT_FALSE(rig.attach());
     EXPECT_EQ(rig.fake.opcodes(), GetParam().calls);
-    EXPECT_EQ(rig.host->effect, nullptr);
+    EXPECT_EQ(rig.host->effect(), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -140,8 +140,8 @@ TEST_P(SetFormat, ChoosesPinsAndRewritesTheRecord) {
     EXPECT_EQ(format.inputChannelMask, c.expected.inputChannelMask);
     EXPECT_EQ(format.outputChannels, c.expected.outputChannels);
     EXPECT_EQ(format.outputChannelMask, c.expected.outputChannelMask);
-    EXPECT_EQ(rig.host->inputsUsed, c.inputsUsed);
-    EXPECT_EQ(rig.host->outputsUsed, c.outputsUsed);
+    EXPECT_EQ(rig.host->inputsUsed(), c.inputsUsed);
+    EXPECT_EQ(rig.host->outputsUsed(), c.outputsUsed);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -292,12 +292,11 @@ TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
 TEST(Process, NotResumedMeansNoCall) {
     FakeEffect fake;
     PluginHost host;
-    host.effect = &fake.effect;
-    fake.effect.user = &host;
+    host.adoptEffect(&fake.effect);
     float* none[2] = {};
     EXPECT_FALSE(host.processFloat(none, none, 0));
     EXPECT_TRUE(fake.processed.empty());
-    host.effect = nullptr;
+    host.adoptEffect(nullptr);
 }
 
 TEST(Process, UnusedPinsGetSilentScratchChannels) {
@@ -342,8 +341,8 @@ TEST(Process, PrimeSetsDefaultFormatAndRunsAnEmptyBlock) {
     Rig rig;
     ASSERT_TRUE(rig.attach());
     rig.host->prime();
-    EXPECT_TRUE(rig.host->formatSet);
-    EXPECT_EQ(rig.host->sampleRate, 44100);
+    EXPECT_TRUE(rig.host->formatSet());
+    EXPECT_EQ(rig.host->sampleRate(), 44100);
     EXPECT_EQ(rig.fake.processed, (std::vector<std::string>{"replacing"}));
     rig.host->setProcessPrecision(true);
     rig.host->prime();
