@@ -37,7 +37,7 @@ class fakeProcessor : public vstProcessShared {
         emitOutputFrames(frames);
         ++runs;
     }
-    void renderTail(const tailSink& sink) override { sink(tail.data(), tail.size()); }
+    void renderTail(const TailSink& sink) override { sink(tail.data(), tail.size()); }
     uint32_t latencyFrames() override { return latency; }
     void reopenPlugin() override {}
     void applyState(const uint8_t*, uint64_t) override {}
