@@ -46,8 +46,8 @@ TEST_P(SetFormat, ChoosesPinsAndRewritesTheRecord) {
     EXPECT_EQ(format.inputChannelMask, c.expected.inputChannelMask);
     EXPECT_EQ(format.outputChannels, c.expected.outputChannels);
     EXPECT_EQ(format.outputChannelMask, c.expected.outputChannelMask);
-    EXPECT_EQ(rig.host->inputsUsed, c.inputsUsed);
-    EXPECT_EQ(rig.host->outputsUsed, c.outputsUsed);
+    EXPECT_EQ(rig.host->inputsUsed(), c.inputsUsed);
+    EXPECT_EQ(rig.host->outputsUsed(), c.outputsUsed);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -79,7 +79,7 @@ TEST_F(ZaMaximX2, SettingsSavedToTheDataFileChangeTheSoundOfTheNextRun) {
         globals.arguments["--vst-version"] = "3";
         openPluginFromArguments(globals, path);
         globals.dataPath = data;
-        AEffect* effect = globals.plugin->effect;
+        AEffect* effect = globals.plugin->effect();
         // Release, output ceiling and threshold all to 0: the limiter pulls the sine right down.
         for (int32_t index = 0; index < 3; ++index)
             effect->setParameter(effect, index, 0.0f);
