@@ -1,3 +1,4 @@
+// The edit controller, its editor view and the state both sides read.
 #include "tests/plugins/vst3_plugin.h"
 
 #include "pluginterfaces/gui/iplugview.h"
@@ -100,87 +101,121 @@ bool writeValues(IBStream& stream, const Values& values) {
            writeExactly(stream, &values.polarity, 8) && writeExactly(stream, &values.bypass, 8);
 }
 
-tresult PLUGIN_API Controller::terminate() {
-    handler = nullptr;
-    return kResultOk;
-}
+namespace {
 
-tresult PLUGIN_API Controller::setComponentState(IBStream* state) {
-    return state != nullptr && readValues(*state, values) ? kResultOk : kResultFalse;
-}
+class Controller final : public IEditController {
+  public:
+    explicit Controller(const Options& options) : options(options), log(options.logPath.c_str()) {}
 
-tresult PLUGIN_API Controller::setState(IBStream* state) {
-    if (!options.controllerState)
-        return kNotImplemented;
-    char tag[4];
-    if (state == nullptr || !readExactly(*state, tag, 4) ||
-        std::memcmp(tag, controllerTag, 4) != 0 || !readExactly(*state, &uiValue, 8)) {
-        log.line("controllerSetState refused");
-        return kResultFalse;
-    }
-    log.line("controllerSetState " + test_effect::number(uiValue));
-    return kResultOk;
-}
-
-tresult PLUGIN_API Controller::getState(IBStream* state) {
-    if (!options.controllerState)
-        return kNotImplemented;
-    return state != nullptr && writeExactly(*state, controllerTag, 4) &&
-                   writeExactly(*state, &uiValue, 8)
-               ? kResultOk
-               : kResultFalse;
-}
-
-tresult PLUGIN_API Controller::getParameterInfo(int32 index, ParameterInfo& info) {
-    struct Row {
-        ParamID id;
-        const char* title;
-        int32 steps;
-        int32 flags;
-    };
-    static constexpr Row rows[parameterCount] = {
-        {gainId, "Gain", 0, ParameterInfo::kCanAutomate},
-        {polarityId, "Polarity", 1, ParameterInfo::kCanAutomate},
-        {bypassId, "Bypass", 1, ParameterInfo::kCanAutomate | ParameterInfo::kIsBypass},
-        {programId, "Program", 3, ParameterInfo::kIsProgramChange | ParameterInfo::kIsList},
-    };
-    if (index < 0 || index >= parameterCount)
-        return kInvalidArgument;
-    const Row& row = rows[index];
-    info = ParameterInfo{};
-    info.id = row.id;
-    for (size_t at = 0; row.title[at] != 0; ++at)
-        info.title[at] = static_cast<char16>(row.title[at]);
-    info.stepCount = row.steps;
-    info.flags = row.flags;
-    info.defaultNormalizedValue = *Values{}.find(row.id);
-    return kResultOk;
-}
-
-ParamValue PLUGIN_API Controller::getParamNormalized(ParamID id) {
-    const double* value = values.find(id);
-    return value != nullptr ? *value : 0.0;
-}
-
-tresult PLUGIN_API Controller::setParamNormalized(ParamID id, ParamValue value) {
-    double* slot = values.find(id);
-    if (slot == nullptr)
-        return kInvalidArgument;
-    *slot = value;
-    return kResultOk;
-}
-
-IPlugView* PLUGIN_API Controller::createView(FIDString name) {
-    return options.editor && std::string_view(name) == ViewType::kEditor ? new View(handler)
-                                                                         : nullptr;
-}
-
-tresult PLUGIN_API Controller::queryInterface(const TUID iid, void** object) {
-    if (vst3_com::offerUnknown<IEditController>(this, iid, object) ||
-        vst3_com::offer<IEditController>(this, iid, object) ||
-        vst3_com::offer<IPluginBase>(this, iid, object))
+    tresult PLUGIN_API initialize(FUnknown*) override { return kResultOk; }
+    tresult PLUGIN_API terminate() override {
+        handler = nullptr;
         return kResultOk;
-    return vst3_com::refuse(object);
+    }
+    tresult PLUGIN_API setComponentState(IBStream* state) override {
+        return state != nullptr && readValues(*state, values) ? kResultOk : kResultFalse;
+    }
+    tresult PLUGIN_API setState(IBStream* state) override {
+        if (!options.controllerState)
+            return kNotImplemented;
+        char tag[4];
+        if (state == nullptr || !readExactly(*state, tag, 4) ||
+            std::memcmp(tag, controllerTag, 4) != 0 || !readExactly(*state, &uiValue, 8)) {
+            log.line("controllerSetState refused");
+            return kResultFalse;
+        }
+        log.line("controllerSetState " + test_effect::number(uiValue));
+        return kResultOk;
+    }
+    tresult PLUGIN_API getState(IBStream* state) override {
+        if (!options.controllerState)
+            return kNotImplemented;
+        return state != nullptr && writeExactly(*state, controllerTag, 4) &&
+                       writeExactly(*state, &uiValue, 8)
+                   ? kResultOk
+                   : kResultFalse;
+    }
+    int32 PLUGIN_API getParameterCount() override { return 4; }
+    tresult PLUGIN_API getParameterInfo(int32 index, ParameterInfo& info) override {
+        struct Row {
+            ParamID id;
+            const char* title;
+            int32 steps;
+            int32 flags;
+        };
+        static constexpr Row rows[] = {
+            {gainId, "Gain", 0, ParameterInfo::kCanAutomate},
+            {polarityId, "Polarity", 1, ParameterInfo::kCanAutomate},
+            {bypassId, "Bypass", 1, ParameterInfo::kCanAutomate | ParameterInfo::kIsBypass},
+            {programId, "Program", 3, ParameterInfo::kIsProgramChange | ParameterInfo::kIsList},
+        };
+        if (index < 0 || index >= getParameterCount())
+            return kInvalidArgument;
+        const Row& row = rows[index];
+        info = ParameterInfo{};
+        info.id = row.id;
+        for (size_t at = 0; row.title[at] != 0; ++at)
+            info.title[at] = static_cast<char16>(row.title[at]);
+        info.stepCount = row.steps;
+        info.flags = row.flags;
+        info.defaultNormalizedValue = *Values{}.find(row.id);
+        return kResultOk;
+    }
+    tresult PLUGIN_API getParamStringByValue(ParamID, ParamValue, String128) override {
+        return kNotImplemented;
+    }
+    tresult PLUGIN_API getParamValueByString(ParamID, TChar*, ParamValue&) override {
+        return kNotImplemented;
+    }
+    ParamValue PLUGIN_API normalizedParamToPlain(ParamID, ParamValue value) override {
+        return value;
+    }
+    ParamValue PLUGIN_API plainParamToNormalized(ParamID, ParamValue value) override {
+        return value;
+    }
+    ParamValue PLUGIN_API getParamNormalized(ParamID id) override {
+        const double* value = values.find(id);
+        return value != nullptr ? *value : 0.0;
+    }
+    tresult PLUGIN_API setParamNormalized(ParamID id, ParamValue value) override {
+        double* slot = values.find(id);
+        if (slot == nullptr)
+            return kInvalidArgument;
+        *slot = value;
+        return kResultOk;
+    }
+    tresult PLUGIN_API setComponentHandler(IComponentHandler* newHandler) override {
+        handler = newHandler;
+        return kResultOk;
+    }
+    IPlugView* PLUGIN_API createView(FIDString name) override {
+        return options.editor && std::string_view(name) == ViewType::kEditor ? new View(handler)
+                                                                             : nullptr;
+    }
+
+    tresult PLUGIN_API queryInterface(const TUID iid, void** object) override {
+        if (vst3_com::offerUnknown<IEditController>(this, iid, object) ||
+            vst3_com::offer<IEditController>(this, iid, object) ||
+            vst3_com::offer<IPluginBase>(this, iid, object))
+            return kResultOk;
+        return vst3_com::refuse(object);
+    }
+    uint32 PLUGIN_API addRef() override { return refs.add(); }
+    uint32 PLUGIN_API release() override { return refs.drop(this); }
+
+  private:
+    vst3_com::RefCount<Controller> refs;
+    Options options;
+    test_effect::CallLog log;
+    Values values;
+    double uiValue = 0.0; // the controller-only state
+    IPtr<IComponentHandler> handler;
+};
+
+} // namespace
+
+IEditController* makeController(const Options& options) {
+    return new Controller(options);
 }
 
 } // namespace test_vst3

@@ -16,11 +16,11 @@ namespace test_vst3 {
 namespace {
 
 const TUID componentId = INLINE_UID(0x54455354, 0x56535433, 0x434F4D50, 0x00000001);
-const TUID controllerId = INLINE_UID(0x54455354, 0x56535433, 0x4354524C, 0x00000002);
 
 // Read in ModuleEntry; a host that never calls it gets the defaults.
 std::optional<Options> moduleOptions;
 
+// Throws on a word it does not know, so that a typo in a test cannot pass as the default.
 void applyWord(Options& options, std::string_view word) {
     const auto number = word.substr(word.find('=') + 1);
     if (word == "mono")
@@ -51,7 +51,7 @@ class Factory final : public IPluginFactory {
             *info = PClassInfo(componentId, PClassInfo::kManyInstances, kVstAudioEffectClass,
                                "Test VST3 Gain");
         else if (index == 1)
-            *info = PClassInfo(controllerId, PClassInfo::kManyInstances,
+            *info = PClassInfo(controllerClassId, PClassInfo::kManyInstances,
                                kVstComponentControllerClass, "Test VST3 Gain Controller");
         else
             return kInvalidArgument;
@@ -61,9 +61,9 @@ class Factory final : public IPluginFactory {
         *object = nullptr;
         FUnknown* made = nullptr;
         if (std::memcmp(classId, componentId, sizeof(TUID)) == 0)
-            made = static_cast<IComponent*>(new Component(options));
-        else if (std::memcmp(classId, controllerId, sizeof(TUID)) == 0)
-            made = new Controller(options);
+            made = makeComponent(options);
+        else if (std::memcmp(classId, controllerClassId, sizeof(TUID)) == 0)
+            made = makeController(options);
         else
             return kInvalidArgument;
         TUID wanted;
@@ -87,8 +87,6 @@ class Factory final : public IPluginFactory {
     Options options;
 };
 
-} // namespace
-
 Options optionsFromEnvironment() {
     Options options;
     std::string_view words = std::getenv("TEST_VST3") ? std::getenv("TEST_VST3") : "";
@@ -103,9 +101,9 @@ Options optionsFromEnvironment() {
     return options;
 }
 
-const TUID& controllerClassId() {
-    return controllerId;
-}
+} // namespace
+
+const TUID controllerClassId = INLINE_UID(0x54455354, 0x56535433, 0x4354524C, 0x00000002);
 
 } // namespace test_vst3
 
