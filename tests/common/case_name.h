@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cctype>
-#include <cstdint>
 #include <cstdio>
 #include <initializer_list>
 #include <string>
@@ -55,19 +54,6 @@ inline std::string caseName(const std::vector<const char*>& pieces) {
     for (const char* piece : pieces)
         name += (name.empty() ? "" : "_") + spelled(piece);
     return name.empty() ? "None" : name;
-}
-
-// A number as short as it reads: 0.05, -1, 2.5.
-inline std::string decimalText(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%g", value);
-    return text;
-}
-
-inline std::string hexText(uint64_t value) {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%llX", static_cast<unsigned long long>(value));
-    return text;
 }
 
 } // namespace testing_support

@@ -1,11 +1,7 @@
 #include "tests/common/http_test_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 namespace testing_support {
 
@@ -26,21 +22,6 @@ HttpTestServer::HttpTestServer(const std::string& root) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     throw std::runtime_error("test HTTP server did not start: " + server->wait(1).err);
-}
-
-RefusingPort::RefusingPort() : fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-        throw std::runtime_error("cannot hold a loopback port");
-    number = ntohs(address.sin_port);
-}
-
-RefusingPort::~RefusingPort() {
-    ::close(fd);
 }
 
 } // namespace testing_support

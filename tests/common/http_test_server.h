@@ -26,19 +26,4 @@ class HttpTestServer {
     int listeningPort = 0;
 };
 
-// A loopback port held bound but never listening, so connecting to it is refused for as long
-// as the object lives.
-class RefusingPort {
-  public:
-    RefusingPort();
-    ~RefusingPort();
-    RefusingPort(const RefusingPort&) = delete;
-    RefusingPort& operator=(const RefusingPort&) = delete;
-    int port() const { return number; }
-
-  private:
-    int fd;
-    int number = 0;
-};
-
 } // namespace testing_support

@@ -9,19 +9,15 @@ serves until standard input closes (its parent went away) or it is killed.
 Routes:
   /files/NAME?OPTIONS    the bytes of ROOT/NAME
   /pattern/SIZE?OPTIONS  SIZE bytes repeating one fixed random mebibyte
-  /status/CODE           an empty reply with that status
-  /redirect/N/REST       302 to /redirect/N-1/REST, and from /redirect/0/REST to /REST
   /loop                  302 to itself
   /silent                reads the request and never answers
 
 OPTIONS for bodies:
   coding=length|chunked|close  Content-Length (default), chunked transfer, or end by closing
   pieces=A,B,...               send the body in pieces of these sizes, cycling
-  delay=SECONDS                pause between pieces
   cut=N                        close the connection after N body bytes (a chunked body then
                                lacks its last chunk)
   stall=N                      stop after N body bytes and keep the connection open
-  badchunk=1                   a chunk size line that is not hexadecimal after the body
 """
 import http.server
 import os
@@ -78,15 +74,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 return self.send_body(file_body(path), options)
             if parts[0] == "pattern" and len(parts) == 2:
                 return self.send_body(pattern_body(int(parts[1])), options)
-            if parts[0] == "status" and len(parts) == 2:
-                return self.empty(int(parts[1]))
-            if parts[0] == "redirect" and len(parts) >= 3:
-                left = int(parts[1])
-                rest = "/".join(parts[2:])
-                target = "/redirect/%d/%s" % (left - 1, rest) if left > 0 else "/" + rest
-                if url.query:
-                    target += "?" + url.query
-                return self.empty(302, location=target)
             if parts[0] == "loop":
                 return self.empty(302, location="/loop")
             if parts[0] == "silent":
@@ -107,7 +94,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def send_body(self, body, options):
         coding = options.get("coding", "length")
         pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options else None
-        delay = float(options.get("delay", "0"))
         stop = min(int(options.get("cut", body.size)), body.size)
         stall = int(options["stall"]) if "stall" in options else None
         if stall is not None:
@@ -134,15 +120,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
             else:
                 self.wfile.write(data)
             sent += len(data)
-            if delay and sent < stop:
-                time.sleep(delay)
         if stall is not None:
             time.sleep(FOREVER)
-        if options.get("badchunk"):
-            self.wfile.write(b"zz\r\n")
-        elif coding == "chunked" and "cut" not in options:
+        if coding == "chunked" and "cut" not in options:
             self.wfile.write(b"0\r\n\r\n")
-        if "cut" in options or coding == "close" or options.get("badchunk"):
+        if "cut" in options or coding == "close":
             self.close_connection = True
             self.connection.shutdown(socket.SHUT_WR)
 

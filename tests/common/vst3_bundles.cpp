@@ -44,22 +44,6 @@ std::string Vst3Layouts::bundle(const std::string& name, const std::string& modu
     return bundlePath.string();
 }
 
-std::string Vst3Layouts::singleFile(const std::string& name, const std::string& module) {
-    const fs::path file = fs::path(root) / (name + ".vst3");
-    fs::copy_file(module, file, fs::copy_options::overwrite_existing);
-    return file.string();
-}
-
-std::string Vst3Layouts::folder(const std::string& name, const std::vector<std::string>& files) {
-    const fs::path folderPath = fs::path(root) / name;
-    fs::create_directories(folderPath);
-    for (const auto& file : files) {
-        fs::create_directories((folderPath / file).parent_path());
-        std::ofstream(folderPath / file).flush();
-    }
-    return folderPath.string();
-}
-
 std::string Vst3Layouts::file(const std::string& name) const {
     return (fs::path(root) / name).string();
 }

@@ -18,10 +18,6 @@ class Vst3Layouts {
     // "NAME.vst3/Contents/<architecture>/NAME.so"; the machine's own architecture when empty.
     std::string bundle(const std::string& name, const std::string& module,
                        const std::string& architecture = "");
-    // The module copied as a single file "NAME.vst3".
-    std::string singleFile(const std::string& name, const std::string& module);
-    // A folder with `files` (relative paths, empty content) inside it.
-    std::string folder(const std::string& name, const std::vector<std::string>& files = {});
     // A fresh file name for a log or data file inside the folder.
     std::string file(const std::string& name) const;
 

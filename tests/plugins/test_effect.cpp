@@ -64,9 +64,9 @@ std::pair<int16_t, int16_t> readSize(std::string_view size, std::string_view wor
 // so that a typo in a test cannot pass as the default behaviour.
 Options parseOptions(std::string_view words) {
     static const std::set<std::string_view> flags{
-        "null",  "bad-magic", "synth",      "throw-entry",    "throw-open", "throw-resume",
-        "print", "sidechain", "editor",     "chunks",         "double",     "no-replacing",
-        "hum",   "crash",     "host-calls", "null-functions", "no-params"};
+        "null",  "bad-magic",  "synth",          "throw-entry", "throw-open", "throw-resume",
+        "print", "sidechain",  "editor",         "chunks",      "double",     "hum",
+        "crash", "host-calls", "null-functions", "no-params"};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", {INT32_MIN, INT32_MAX}},
         {"outputs", {INT32_MIN, INT32_MAX}},
@@ -115,7 +115,7 @@ void copyText(void* destination, const std::string& text, size_t capacity) {
 
 class TestEffect {
   public:
-    TestEffect(Options chosen, audioMasterCallback host, bool viaMain, CallLog log);
+    TestEffect(Options chosen, audioMasterCallback host, CallLog log);
     AEffect effect{};
 
     intptr_t dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt);
@@ -164,7 +164,6 @@ class TestEffect {
 
     Options options;
     audioMasterCallback host;
-    bool viaMain;
     CallLog log;
     std::vector<float> parameters;
     std::vector<std::vector<double>> delayLines;
@@ -186,8 +185,8 @@ std::set<TestEffect*>& openInstances() {
     return *instances;
 }
 
-TestEffect::TestEffect(Options chosen, audioMasterCallback host, bool viaMain, CallLog log)
-    : options(std::move(chosen)), host(host), viaMain(viaMain), log(std::move(log)) {
+TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
+    : options(std::move(chosen)), host(host), log(std::move(log)) {
     parameters.assign(static_cast<size_t>(options.has("no-params") ? 0 : options.get("params", 1)),
                       0.0f);
     if (!parameters.empty())
@@ -200,7 +199,6 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, bool viaMain, C
     editorRect.right = options.editorSize.first;
     editorRect.bottom = options.editorSize.second;
     const bool nullFunctions = options.has("null-functions");
-    const bool replacing = !options.has("no-replacing");
     effect.magic = options.has("bad-magic") ? 0x12345678 : kEffectMagic;
     effect.dispatcher = [](AEffect* e, int32_t opcode, int32_t index, intptr_t value, void* ptr,
                            float opt) -> intptr_t {
@@ -223,7 +221,7 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, bool viaMain, C
         };
         effect.getParameter = [](AEffect* e, int32_t i) { return instanceOf(e)->getParameter(i); };
     }
-    if (replacing && !nullFunctions)
+    if (!nullFunctions)
         effect.processReplacing = [](AEffect* e, float** in, float** out, int32_t frames) {
             instanceOf(e)->process("process", in, out, frames, false);
         };
@@ -235,8 +233,7 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, bool viaMain, C
     effect.numParams = static_cast<int32_t>(parameters.size());
     effect.numInputs = options.inputs();
     effect.numOutputs = options.get("outputs", 2);
-    effect.flags = (replacing ? effFlagsCanReplacing : 0) |
-                   (options.has("editor") ? effFlagsHasEditor : 0) |
+    effect.flags = effFlagsCanReplacing | (options.has("editor") ? effFlagsHasEditor : 0) |
                    (options.has("chunks") ? effFlagsProgramChunks : 0) |
                    (options.has("synth") ? effFlagsIsSynth : 0) |
                    (options.has("double") ? effFlagsCanDoubleReplacing : 0);
@@ -355,8 +352,7 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     case effGetProductString:
         if (ptr == nullptr)
             return 0;
-        copyText(ptr, viaMain && opcode == effGetEffectName ? "Test Effect (main)" : "Test Effect",
-                 32);
+        copyText(ptr, "Test Effect", 32);
         return 1;
     case effGetTailSize:
         return options.get("tail", options.get("delay", 0));
@@ -486,7 +482,7 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
     }
     if (options.has("print"))
         say("entry");
-    auto instance = std::make_unique<TestEffect>(options, host, viaMain, log);
+    auto instance = std::make_unique<TestEffect>(options, host, log);
     instance->leaveIfAsked("entry");
     instance->askHostAtEntry();
     if (options.has("throw-entry")) {
