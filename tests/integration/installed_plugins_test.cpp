@@ -133,6 +133,9 @@ INSTANTIATE_TEST_SUITE_P(
                   2,
                   {1000, 3, 20000},
                   true},
+        // These read the rate only when they open, and IEM's only when resumed.
+        Installed{"ZamHeadX2", "/usr/lib/vst/ZamHeadX2-vst.so", 2, 2, {}, false},
+        Installed{"MaPitchshift", "/usr/lib/vst/MaPitchshift-vst.so", 1, 1, {}, false},
         Installed{"IemFdnReverb", "/usr/lib/vst/iem.at/libFdnReverb.so", 2, 2, {}, false},
         Installed{"IemBinauralDecoderFirstOrder",
                   "/usr/lib/vst/iem.at/libBinauralDecoder.so",

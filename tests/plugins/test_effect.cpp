@@ -372,15 +372,9 @@ intptr_t TestEffect::pinProperties(bool input, int32_t index, void* ptr) const {
         return 0;
     const bool sideChain = input && index >= options.mainInputs();
     const int32_t group = input ? options.mainInputs() : pins;
-    const std::map<int32_t, int32_t> arrangements{{1, kSpeakerArrMono},
-                                                  {2, kSpeakerArrStereo},
-                                                  {4, kSpeakerArr40Music},
-                                                  {6, kSpeakerArr51},
-                                                  {8, kSpeakerArr71Music}};
-    const auto found = arrangements.find(group);
-    const int32_t type = sideChain                     ? kSpeakerArrMono
-                         : found != arrangements.end() ? found->second
-                                                       : kSpeakerArrUserDefined;
+    const int32_t type = sideChain || group == 1 ? kSpeakerArrMono
+                         : group == 2            ? kSpeakerArrStereo
+                                                 : kSpeakerArrUserDefined;
     auto& properties = *static_cast<VstPinProperties*>(ptr);
     properties = VstPinProperties{};
     properties.arrangementType = type;
