@@ -37,8 +37,8 @@ void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, u
 }
 
 // Fixed counts pack all channels of a frame together, which the compiler turns into vector
-// interleaving; other counts pack channel by channel.
-template <typename T, typename Codec, uint32_t Fixed>
+// interleaving; other counts pack channel by channel. `Wide`: the processor has AVX2.
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t channels,
                     uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
@@ -50,7 +50,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
         if constexpr (Fixed != 0) {
             const int32_t* runs[Fixed];
             for (uint32_t c = 0; c < Fixed; ++c) {
-                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[c], count);
+                sampleCodecs::quantiseRun<Codec, Wide>(buffers[c] + start, quantised[c], count);
                 runs[c] = quantised[c];
             }
             uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count);
@@ -61,7 +61,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
                     Codec::pack(quantised[c][i], out + i * frameBytes + c * Codec::size);
         } else {
             for (uint32_t c = 0; c < stride; ++c) {
-                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[0], count);
+                sampleCodecs::quantiseRun<Codec, Wide>(buffers[c] + start, quantised[0], count);
                 uint8_t* channelOut = out + size_t{c} * Codec::size;
                 for (uint32_t i = 0; i < count; ++i)
                     Codec::pack(quantised[0][i], channelOut + i * frameBytes);
@@ -70,12 +70,12 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
     }
 }
 
-template <typename T, typename Codec, uint32_t Fixed>
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t channels,
                    uint32_t frames) {
     if constexpr (quantisedCodec<Codec>) {
         // Rounding and packing in one loop defeats the vectoriser; split, both run fast.
-        writeQuantised<T, Codec, Fixed>(destination, buffers, channels, frames);
+        writeQuantised<T, Codec, Fixed, Wide>(destination, buffers, channels, frames);
     } else {
         const uint32_t stride = Fixed != 0 ? Fixed : channels;
         const size_t frameBytes = size_t{stride} * Codec::size;
@@ -104,34 +104,34 @@ auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_
     }
 }
 
-template <typename T, typename Codec>
+template <typename T, typename Codec, bool Wide>
 auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_t, uint32_t) {
     // 8-bit frames of up to 8 channels are interleaved as whole frames (packByteFrames).
     if constexpr (std::is_same_v<Codec, sampleCodecs::uint8>) {
         switch (channels) {
         case 3:
-            return writeChannels<T, Codec, 3>;
+            return writeChannels<T, Codec, 3, Wide>;
         case 5:
-            return writeChannels<T, Codec, 5>;
+            return writeChannels<T, Codec, 5, Wide>;
         case 6:
-            return writeChannels<T, Codec, 6>;
+            return writeChannels<T, Codec, 6, Wide>;
         case 7:
-            return writeChannels<T, Codec, 7>;
+            return writeChannels<T, Codec, 7, Wide>;
         default:
             break;
         }
     }
     switch (channels) {
     case 1:
-        return writeChannels<T, Codec, 1>;
+        return writeChannels<T, Codec, 1, Wide>;
     case 2:
-        return writeChannels<T, Codec, 2>;
+        return writeChannels<T, Codec, 2, Wide>;
     case 4:
-        return writeChannels<T, Codec, 4>;
+        return writeChannels<T, Codec, 4, Wide>;
     case 8:
-        return writeChannels<T, Codec, 8>;
+        return writeChannels<T, Codec, 8, Wide>;
     default:
-        return writeChannels<T, Codec, 0>;
+        return writeChannels<T, Codec, 0, Wide>;
     }
 }
 
@@ -188,7 +188,13 @@ bool FmtConverter2<T>::setup(uint32_t inputChannels, uint32_t outputChannels, in
 
 template <typename T> template <typename Codec> void FmtConverter2<T>::choose() {
     readFrames = readerFor<T, Codec>(inputCount);
-    writeFrames = writerFor<T, Codec>(outputCount);
+    // Only the rounding of integer writes has a wide form.
+    if constexpr (quantisedCodec<Codec>)
+        if (sampleCodecs::wideQuantiseAvailable()) {
+            writeFrames = writerFor<T, Codec, true>(outputCount);
+            return;
+        }
+    writeFrames = writerFor<T, Codec, false>(outputCount);
 }
 
 template <typename T> template <typename Stored> void FmtConverter2<T>::setupType() {

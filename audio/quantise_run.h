@@ -13,7 +13,8 @@
 
 // Quantises a contiguous run of plug-in samples to the integer codes of an integer codec,
 // exactly as Codec::quantise does one sample. On x86 the run goes four floats or two doubles
-// at a time; elsewhere, and for the last few samples, one at a time.
+// at a time (eight or four where the processor has AVX2); elsewhere, and for the last few
+// samples, one at a time.
 //
 // The vector form rounds as trunc(y + copysign(h, y)), h being the largest value below 0.5:
 // for every |y| < 2^31 that sum rounds (to nearest) to a value on the correct side of the next
@@ -193,7 +194,83 @@ inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32
     return i;
 }
 
+#endif
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+
+// The same rounding as quantiseVectors, eight floats or four doubles an instruction. Built for
+// AVX2 whatever the baseline, so only called where wideQuantiseAvailable() says so. Not inline:
+// the caller stays baseline code and calls it once per run.
+template <typename Codec>
+__attribute__((target("avx2"), noinline)) uint32_t quantiseWide(const float* in, int32_t* out,
+                                                                uint32_t count) {
+    const __m256 scale = _mm256_set1_ps(float(Codec::scale));
+    const __m256 low = _mm256_set1_ps(lowBound<float, Codec>());
+    const __m256 high = _mm256_set1_ps(highBound<float, Codec>());
+    const __m256 sign = _mm256_set1_ps(-0.0f);
+    const __m256 below = _mm256_set1_ps(0.49999997f);
+    uint32_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const __m256 v = _mm256_mul_ps(_mm256_loadu_ps(in + i), scale);
+        const __m256 ordered = _mm256_cmp_ps(v, v, _CMP_ORD_Q);
+        __m256 y = _mm256_min_ps(_mm256_max_ps(v, low), high);
+        y = _mm256_and_ps(y, ordered);
+        const __m256 half = _mm256_or_ps(_mm256_and_ps(y, sign), below);
+        __m256i codes = _mm256_cvttps_epi32(_mm256_add_ps(y, half));
+        if constexpr (fullRangeCodec<Codec>) {
+            const __m256i top =
+                _mm256_castps_si256(_mm256_cmp_ps(v, _mm256_set1_ps(2147483648.0f), _CMP_GE_OQ));
+            codes = _mm256_blendv_epi8(codes, _mm256_set1_epi32(0x7FFFFFFF), top);
+        }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), codes);
+    }
+    return i;
+}
+
+__attribute__((target("avx2"))) inline __m128i quantiseFourWide(const double* in, __m256d scale,
+                                                                __m256d low, __m256d high) {
+    const __m256d v = _mm256_mul_pd(_mm256_loadu_pd(in), scale);
+    const __m256d ordered = _mm256_cmp_pd(v, v, _CMP_ORD_Q);
+    __m256d y = _mm256_min_pd(_mm256_max_pd(v, low), high);
+    y = _mm256_and_pd(y, ordered);
+    const __m256d half =
+        _mm256_or_pd(_mm256_and_pd(y, _mm256_set1_pd(-0.0)), _mm256_set1_pd(0.49999999999999994));
+    return _mm256_cvttpd_epi32(_mm256_add_pd(y, half));
+}
+
+template <typename Codec>
+__attribute__((target("avx2"), noinline)) uint32_t quantiseWide(const double* in, int32_t* out,
+                                                                uint32_t count) {
+    const __m256d scale = _mm256_set1_pd(Codec::scale);
+    const __m256d low = _mm256_set1_pd(lowBound<double, Codec>());
+    const __m256d high = _mm256_set1_pd(highBound<double, Codec>());
+    uint32_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const __m256i codes = _mm256_set_m128i(quantiseFourWide(in + i + 4, scale, low, high),
+                                               quantiseFourWide(in + i, scale, low, high));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), codes);
+    }
+    return i;
+}
+
+inline bool wideQuantiseAvailable() {
+    return __builtin_cpu_supports("avx2");
+}
+
 #else
+
+inline bool wideQuantiseAvailable() {
+    return false;
+}
+
+template <typename Codec, typename T> inline uint32_t quantiseWide(const T*, int32_t*, uint32_t) {
+    return 0;
+}
+
+#endif
+
+#if !defined(__SSE2__)
 
 template <uint32_t Channels>
 inline uint32_t packByteFrames(const int32_t* const*, uint8_t*, uint32_t) {
@@ -212,9 +289,11 @@ inline uint32_t packVectors(const int32_t* const*, uint8_t*, uint32_t) {
 
 #endif
 
-template <typename Codec, typename T>
+// Wide: quantiseWide may be used (the processor has AVX2).
+template <typename Codec, bool Wide = false, typename T>
 inline void quantiseRun(const T* in, int32_t* out, uint32_t count) {
-    uint32_t i = quantiseVectors<Codec>(in, out, count);
+    uint32_t i = Wide ? quantiseWide<Codec>(in, out, count) : 0;
+    i += quantiseVectors<Codec>(in + i, out + i, count - i);
     for (; i < count; ++i)
         out[i] = Codec::template quantise<T>(in[i]);
 }
