@@ -1,5 +1,6 @@
 #include "audio/fmt_converter.h"
 
+#include "audio/decode_run.h"
 #include "audio/quantise_run.h"
 #include "audio/sample_codecs.h"
 #include "support/errors.h"
@@ -28,10 +29,13 @@ template <typename T, typename Codec, uint32_t Fixed>
 void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
     const size_t frameBytes = size_t{stride} * Codec::size;
+    uint32_t done = 0;
+    if constexpr (std::is_same_v<Codec, sampleCodecs::int16> && (Fixed == 1 || Fixed == 2))
+        done = sampleCodecs::decodeInt16Vectors<T, Fixed>(source, buffers, frames);
     for (uint32_t c = 0; c < stride; ++c) {
         T* __restrict out = buffers[c];
         const uint8_t* __restrict in = source + size_t{c} * Codec::size;
-        for (uint32_t i = 0; i < frames; ++i)
+        for (uint32_t i = done; i < frames; ++i)
             out[i] = Codec::template decode<T>(in + i * frameBytes);
     }
 }
