@@ -61,10 +61,21 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     CStringArray argv(commandLine(program, arguments));
     CStringArray envp(buildEnvironment(options));
 
+    // A child that exits before reading its input must not kill the test with SIGPIPE; the
+    // child itself gets the default disposition back.
+    std::signal(SIGPIPE, SIG_IGN);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     pid_t pid = 0;
     const int spawned =
-        posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+        posix_spawn(&pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
     if (spawned != 0)
         throw std::runtime_error("cannot start " + program);
     in.closeRead();
