@@ -149,6 +149,40 @@ template <uint32_t Channels>
 inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32_t count) {
     static_assert(Channels >= 3 && Channels <= 8);
     const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
+    if constexpr (Channels == 3) {
+        // Sixteen frames at a time, each channel packed to bytes first: half the shuffles of
+        // the transposition below, which bounds this layout.
+        const auto channelBytes = [&](uint32_t c, uint32_t i) {
+            const auto load = [&](uint32_t at) {
+                return _mm_loadu_si128(reinterpret_cast<const __m128i*>(codes[c] + at));
+            };
+            const __m128i low = _mm_packs_epi32(load(i), load(i + 4));
+            const __m128i high = _mm_packs_epi32(load(i + 8), load(i + 12));
+            return _mm_xor_si128(_mm_packs_epi16(low, high), bias);
+        };
+        uint32_t i = 0;
+        for (; size_t{i + 15} * Channels + 4 <= size_t{count} * Channels; i += 16) {
+            const __m128i c0 = channelBytes(0, i);
+            const __m128i c1 = channelBytes(1, i);
+            const __m128i c2 = channelBytes(2, i);
+            const __m128i pairsLow = _mm_unpacklo_epi8(c0, c1);
+            const __m128i pairsHigh = _mm_unpackhi_epi8(c0, c1);
+            const __m128i thirdLow = _mm_unpacklo_epi8(c2, c2);
+            const __m128i thirdHigh = _mm_unpackhi_epi8(c2, c2);
+            // Four frames of 4 bytes each (the fourth a spare), frames 0-3, 4-7, 8-11, 12-15.
+            const __m128i frames[4] = {
+                _mm_unpacklo_epi16(pairsLow, thirdLow), _mm_unpackhi_epi16(pairsLow, thirdLow),
+                _mm_unpacklo_epi16(pairsHigh, thirdHigh), _mm_unpackhi_epi16(pairsHigh, thirdHigh)};
+            for (uint32_t k = 0; k < 4; ++k) {
+                alignas(16) uint32_t words[4];
+                _mm_store_si128(reinterpret_cast<__m128i*>(words), frames[k]);
+                // Each store runs one byte into the next frame, which its own store overwrites.
+                for (uint32_t f = 0; f < 4; ++f)
+                    std::memcpy(out + size_t{i + 4 * k + f} * Channels, &words[f], sizeof words[f]);
+            }
+        }
+        return i;
+    }
     // Four frames of channels first..first+3, 4 bytes each; channels past the last are 0x80.
     const auto group = [&](uint32_t first, uint32_t i) {
         __m128i c[4];
@@ -172,12 +206,6 @@ inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32
         uint8_t* frame = out + size_t{i} * Channels;
         if constexpr (Channels == 4) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(frame), group(0, i));
-        } else if constexpr (Channels == 3) {
-            __m128i bytes = group(0, i);
-            for (uint32_t k = 0; k < 4; ++k, bytes = _mm_srli_si128(bytes, 4)) {
-                const int32_t word = _mm_cvtsi128_si32(bytes);
-                std::memcpy(frame + k * Channels, &word, sizeof word);
-            }
         } else {
             const __m128i first = group(0, i);
             const __m128i second = group(4, i);
