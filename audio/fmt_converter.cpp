@@ -77,7 +77,14 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
 template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t channels,
                    uint32_t frames) {
-    if constexpr (quantisedCodec<Codec>) {
+    if constexpr (Wide && std::is_same_v<Codec, sampleCodecs::int16> && Fixed == 2) {
+        // The commonest layout in one pass; the last few frames go the two-step way.
+        const uint32_t done =
+            sampleCodecs::writeInt16StereoWide(buffers[0], buffers[1], destination, frames);
+        const T* const rest[2] = {buffers[0] + done, buffers[1] + done};
+        writeQuantised<T, Codec, Fixed, Wide>(destination + size_t{done} * 4, rest, channels,
+                                              frames - done);
+    } else if constexpr (quantisedCodec<Codec>) {
         // Rounding and packing in one loop defeats the vectoriser; split, both run fast.
         writeQuantised<T, Codec, Fixed, Wide>(destination, buffers, channels, frames);
     } else {

@@ -230,22 +230,26 @@ inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32
 // The same rounding as quantiseVectors, eight floats or four doubles an instruction. Built for
 // AVX2 whatever the baseline, so only called where wideQuantiseAvailable() says so. Not inline:
 // the caller stays baseline code and calls it once per run.
+// Eight scaled samples `v`, rounded and clamped.
+__attribute__((target("avx2"))) inline __m256i roundEightWide(__m256 v, __m256 low, __m256 high) {
+    const __m256 ordered = _mm256_cmp_ps(v, v, _CMP_ORD_Q);
+    __m256 y = _mm256_min_ps(_mm256_max_ps(v, low), high);
+    y = _mm256_and_ps(y, ordered);
+    const __m256 half =
+        _mm256_or_ps(_mm256_and_ps(y, _mm256_set1_ps(-0.0f)), _mm256_set1_ps(0.49999997f));
+    return _mm256_cvttps_epi32(_mm256_add_ps(y, half));
+}
+
 template <typename Codec>
 __attribute__((target("avx2"), noinline)) uint32_t quantiseWide(const float* in, int32_t* out,
                                                                 uint32_t count) {
     const __m256 scale = _mm256_set1_ps(float(Codec::scale));
     const __m256 low = _mm256_set1_ps(lowBound<float, Codec>());
     const __m256 high = _mm256_set1_ps(highBound<float, Codec>());
-    const __m256 sign = _mm256_set1_ps(-0.0f);
-    const __m256 below = _mm256_set1_ps(0.49999997f);
     uint32_t i = 0;
     for (; i + 8 <= count; i += 8) {
         const __m256 v = _mm256_mul_ps(_mm256_loadu_ps(in + i), scale);
-        const __m256 ordered = _mm256_cmp_ps(v, v, _CMP_ORD_Q);
-        __m256 y = _mm256_min_ps(_mm256_max_ps(v, low), high);
-        y = _mm256_and_ps(y, ordered);
-        const __m256 half = _mm256_or_ps(_mm256_and_ps(y, sign), below);
-        __m256i codes = _mm256_cvttps_epi32(_mm256_add_ps(y, half));
+        __m256i codes = roundEightWide(v, low, high);
         if constexpr (fullRangeCodec<Codec>) {
             const __m256i top =
                 _mm256_castps_si256(_mm256_cmp_ps(v, _mm256_set1_ps(2147483648.0f), _CMP_GE_OQ));
@@ -282,6 +286,40 @@ __attribute__((target("avx2"), noinline)) uint32_t quantiseWide(const double* in
     return i;
 }
 
+// Eight samples of a channel as 16-bit codes in 32-bit lanes.
+__attribute__((target("avx2"))) inline __m256i int16CodesWide(const float* in) {
+    const __m256 v = _mm256_mul_ps(_mm256_loadu_ps(in), _mm256_set1_ps(float(int16::scale)));
+    return roundEightWide(v, _mm256_set1_ps(float(int16::low)), _mm256_set1_ps(float(int16::high)));
+}
+
+__attribute__((target("avx2"))) inline __m256i int16CodesWide(const double* in) {
+    const __m256d scale = _mm256_set1_pd(int16::scale);
+    const __m256d low = _mm256_set1_pd(int16::low);
+    const __m256d high = _mm256_set1_pd(int16::high);
+    return _mm256_set_m128i(quantiseFourWide(in + 4, scale, low, high),
+                            quantiseFourWide(in, scale, low, high));
+}
+
+// Stereo 16-bit writes in one pass, eight frames at a time: rounded as quantiseWide does and
+// interleaved without the intermediate run of codes. Returns the frames done.
+template <typename T>
+__attribute__((target("avx2"), noinline)) uint32_t
+writeInt16StereoWide(const T* left, const T* right, uint8_t* out, uint32_t count) {
+    // Within each 128-bit half: the four left codes, then the four right ones, to alternate.
+    const __m256i alternate =
+        _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15, 0, 1, 8, 9, 2, 3, 10,
+                         11, 4, 5, 12, 13, 6, 7, 14, 15);
+    uint32_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        // Halves: left 0-3 and right 0-3, left 4-7 and right 4-7 (never saturating: in range).
+        const __m256i codes =
+            _mm256_packs_epi32(int16CodesWide(left + i), int16CodesWide(right + i));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 4 * size_t{i}),
+                            _mm256_shuffle_epi8(codes, alternate));
+    }
+    return i;
+}
+
 inline bool wideQuantiseAvailable() {
     return __builtin_cpu_supports("avx2");
 }
@@ -293,6 +331,10 @@ inline bool wideQuantiseAvailable() {
 }
 
 template <typename Codec, typename T> inline uint32_t quantiseWide(const T*, int32_t*, uint32_t) {
+    return 0;
+}
+
+template <typename T> inline uint32_t writeInt16StereoWide(const T*, const T*, uint8_t*, uint32_t) {
     return 0;
 }
 
