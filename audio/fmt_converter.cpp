@@ -25,13 +25,16 @@ constexpr uint32_t quantisePiece = 256;
 // when it is known at compile time (1, 2, 4 and 8, whose strides the compiler vectorises with
 // shuffles; other fixed counts came out slower than the run-time stride); 0 means the count
 // comes at run time.
-template <typename T, typename Codec, uint32_t Fixed>
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
     const size_t frameBytes = size_t{stride} * Codec::size;
     uint32_t done = 0;
-    if constexpr (std::is_same_v<Codec, sampleCodecs::int16> && (Fixed == 1 || Fixed == 2))
-        done = sampleCodecs::decodeInt16Vectors<T, Fixed>(source, buffers, frames);
+    if constexpr (std::is_same_v<Codec, sampleCodecs::int16> && (Fixed == 1 || Fixed == 2)) {
+        if constexpr (Wide)
+            done = sampleCodecs::decodeInt16Wide<T, Fixed>(source, buffers, frames);
+        done = sampleCodecs::decodeInt16Vectors<T, Fixed>(source, buffers, done, frames);
+    }
     for (uint32_t c = 0; c < stride; ++c) {
         T* __restrict out = buffers[c];
         const uint8_t* __restrict in = source + size_t{c} * Codec::size;
@@ -99,19 +102,19 @@ void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t chann
     }
 }
 
-template <typename T, typename Codec>
+template <typename T, typename Codec, bool Wide>
 auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_t, uint32_t) {
     switch (channels) {
     case 1:
-        return readChannels<T, Codec, 1>;
+        return readChannels<T, Codec, 1, Wide>;
     case 2:
-        return readChannels<T, Codec, 2>;
+        return readChannels<T, Codec, 2, Wide>;
     case 4:
-        return readChannels<T, Codec, 4>;
+        return readChannels<T, Codec, 4, Wide>;
     case 8:
-        return readChannels<T, Codec, 8>;
+        return readChannels<T, Codec, 8, Wide>;
     default:
-        return readChannels<T, Codec, 0>;
+        return readChannels<T, Codec, 0, Wide>;
     }
 }
 
@@ -198,14 +201,16 @@ bool FmtConverter2<T>::setup(uint32_t inputChannels, uint32_t outputChannels, in
 }
 
 template <typename T> template <typename Codec> void FmtConverter2<T>::choose() {
-    readFrames = readerFor<T, Codec>(inputCount);
-    // Only the rounding of integer writes has a wide form.
-    if constexpr (quantisedCodec<Codec>)
-        if (sampleCodecs::wideQuantiseAvailable()) {
-            writeFrames = writerFor<T, Codec, true>(outputCount);
-            return;
-        }
+    // AVX2 forms: 16-bit reads, and the rounding of integer writes.
+    const bool wide = sampleCodecs::wideVectorsAvailable();
+    readFrames = readerFor<T, Codec, false>(inputCount);
+    if constexpr (std::is_same_v<Codec, sampleCodecs::int16>)
+        if (wide)
+            readFrames = readerFor<T, Codec, true>(inputCount);
     writeFrames = writerFor<T, Codec, false>(outputCount);
+    if constexpr (quantisedCodec<Codec>)
+        if (wide)
+            writeFrames = writerFor<T, Codec, true>(outputCount);
 }
 
 template <typename T> template <typename Stored> void FmtConverter2<T>::setupType() {

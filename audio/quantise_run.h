@@ -228,7 +228,7 @@ inline uint32_t packByteFrames(const int32_t* const* codes, uint8_t* out, uint32
 #include <immintrin.h>
 
 // The same rounding as quantiseVectors, eight floats or four doubles an instruction. Built for
-// AVX2 whatever the baseline, so only called where wideQuantiseAvailable() says so. Not inline:
+// AVX2 whatever the baseline, so only called where wideVectorsAvailable() says so. Not inline:
 // the caller stays baseline code and calls it once per run.
 // Eight scaled samples `v`, rounded and clamped.
 __attribute__((target("avx2"))) inline __m256i roundEightWide(__m256 v, __m256 low, __m256 high) {
@@ -320,13 +320,13 @@ writeInt16StereoWide(const T* left, const T* right, uint8_t* out, uint32_t count
     return i;
 }
 
-inline bool wideQuantiseAvailable() {
+inline bool wideVectorsAvailable() {
     return __builtin_cpu_supports("avx2");
 }
 
 #else
 
-inline bool wideQuantiseAvailable() {
+inline bool wideVectorsAvailable() {
     return false;
 }
 
