@@ -9,7 +9,7 @@ bool runConfigureCommand(VSTGlobals& globals) {
         return false;
     // Returns only for a plug-in without an editor; otherwise the process ends when the window
     // is closed, the settings written back (status 255 when they could not be).
-    const pluginStageScope stage(pluginStage::editor);
+    const PluginStageScope stage(PluginStage::editor);
     return runEditorWindow(*globals.plugin,
                            [&globals] { return saveStateToFileReporting(globals); });
 }

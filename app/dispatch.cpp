@@ -90,7 +90,7 @@ bool mainWithGlobals(VSTGlobals& globals) {
     // Read even for a word that turns out to be unknown: the plug-in is already loaded.
     if (const auto dataPath = findArgument(globals.arguments, "--data")) {
         globals.dataPath = *dataPath;
-        const pluginStageScope stage(pluginStage::opening);
+        const PluginStageScope stage(PluginStage::opening);
         loadStateFile(globals);
     }
     if (command == "info")

@@ -14,12 +14,12 @@ namespace {
 
 constexpr int failureStatus = 255;
 
-struct fatalSignal {
+struct FatalSignal {
     int number;
     const char* name;
 };
 
-constexpr fatalSignal fatalSignals[] = {
+constexpr FatalSignal fatalSignals[] = {
     {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"},
     {SIGILL, "SIGILL"},   {SIGABRT, "SIGABRT"},
 };

@@ -16,7 +16,7 @@ namespace {
 // The worker only drives the plug-in: the parent hears nothing back, so failures end the worker
 // with a line on standard error (no line end, as the parent reads it) and the editor stays.
 void runLiveWorker(VSTGlobals& globals) noexcept {
-    const pluginStageScope stage(pluginStage::processing);
+    const PluginStageScope stage(PluginStage::processing);
     try {
         if (!globals.plugin)
             throw std::runtime_error("no VST set");
@@ -41,7 +41,7 @@ bool runConfigureLiveCommand(VSTGlobals& globals) {
     // As urgent as the thread that asked for the session.
     worker.start(Vesk::schedulingOfCallingThread());
     // Closing the editor ends the process here, whatever the worker is doing.
-    const pluginStageScope stage(pluginStage::editor);
+    const PluginStageScope stage(PluginStage::editor);
     const bool shown = globals.plugin && runEditorWindow(*globals.plugin, [&globals] {
                            return saveStateToFileReporting(globals);
                        });

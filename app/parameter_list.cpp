@@ -36,7 +36,7 @@ std::string valueText(float value) {
 
 bool runParamsCommand(VSTGlobals& globals) {
     PluginHost& plugin = *globals.plugin;
-    AEffect* effect = plugin.effect;
+    AEffect* effect = plugin.effect();
     const int32_t count = plugin.parameterCount();
     for (int32_t index = 0; index < count; ++index) {
         const float value = effect->getParameter ? effect->getParameter(effect, index) : 0.0f;

@@ -12,7 +12,7 @@ namespace {
 
 std::unique_ptr<PluginHost> newHost(const VSTGlobals& globals) {
     auto host = std::make_unique<PluginHost>();
-    host->processLevel = processLevelFromArguments(globals.arguments);
+    host->setProcessLevel(processLevelFromArguments(globals.arguments));
     return host;
 }
 
@@ -60,7 +60,7 @@ void openPluginFromArguments(VSTGlobals& globals, const std::string& path) {
     const bool allowVst3 = !version || wanted == 3;
     const bool allowVst2 = !version || wanted == 2;
     std::string failureText;
-    const pluginStageScope stage(pluginStage::loading);
+    const PluginStageScope stage(PluginStage::loading);
     if (allowVst3)
         globals.plugin = tryVst3(globals, path);
     if (!globals.plugin && allowVst2)

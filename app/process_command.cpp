@@ -74,7 +74,7 @@ bool runProcessCommand(VSTGlobals& globals) {
     globals.output = output;
     globals.input = input;
     setOutputToFlushOnExit(output);
-    const pluginStageScope stage(pluginStage::processing);
+    const PluginStageScope stage(PluginStage::processing);
 
     auto processor = makeProcessor(globals);
     const bool formatSet = applyFormatFromOptions(*processor, globals.arguments);

@@ -22,7 +22,7 @@ constexpr int writeAttempts = 10;
 constexpr auto writeRetryDelay = std::chrono::milliseconds(10);
 
 bool acceptsState(const PluginHost& host) {
-    return host.effect != nullptr && (host.hasEditorFlag() || host.parameterCount() > 0);
+    return host.effect() != nullptr && (host.hasEditorFlag() || host.parameterCount() > 0);
 }
 
 // Read-only, so that a failed or partial read can never damage the file. Opened without
@@ -99,7 +99,7 @@ void applyStateData(VSTGlobals& globals) {
 }
 
 void saveStateToFile(VSTGlobals& globals) {
-    if (globals.dataPath.empty() || !globals.plugin || globals.plugin->effect == nullptr)
+    if (globals.dataPath.empty() || !globals.plugin || globals.plugin->effect() == nullptr)
         return;
     std::vector<uint8_t> current = saveState(*globals.plugin);
     // An empty answer is a plug-in that could not give its settings, not settings to keep.

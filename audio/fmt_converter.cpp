@@ -61,7 +61,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
                 runs[c] = quantised[c];
             }
             uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count);
-            if constexpr (std::is_same_v<Codec, sampleCodecs::uint8> && Fixed >= 3)
+            if constexpr (std::is_same_v<Codec, sampleCodecs::UInt8> && Fixed >= 3)
                 i = sampleCodecs::packByteFrames<Fixed>(runs, out, count);
             for (; i < count; ++i)
                 for (uint32_t c = 0; c < Fixed; ++c)
@@ -121,7 +121,7 @@ auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_
 template <typename T, typename Codec, bool Wide>
 auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_t, uint32_t) {
     // 8-bit frames of up to 8 channels are interleaved as whole frames (packByteFrames).
-    if constexpr (std::is_same_v<Codec, sampleCodecs::uint8>) {
+    if constexpr (std::is_same_v<Codec, sampleCodecs::UInt8>) {
         switch (channels) {
         case 3:
             return writeChannels<T, Codec, 3, Wide>;
@@ -149,12 +149,12 @@ auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_
     }
 }
 
-template <typename Stored> struct codecOf;
-template <> struct codecOf<float> { using type = sampleCodecs::float32; };
-template <> struct codecOf<double> { using type = sampleCodecs::float64; };
-template <> struct codecOf<unsigned char> { using type = sampleCodecs::uint8; };
-template <> struct codecOf<short> { using type = sampleCodecs::int16; };
-template <> struct codecOf<int> { using type = sampleCodecs::int32; };
+template <typename Stored> struct CodecOf;
+template <> struct CodecOf<float> { using type = sampleCodecs::Float32; };
+template <> struct CodecOf<double> { using type = sampleCodecs::Float64; };
+template <> struct CodecOf<unsigned char> { using type = sampleCodecs::UInt8; };
+template <> struct CodecOf<short> { using type = sampleCodecs::Int16; };
+template <> struct CodecOf<int> { using type = sampleCodecs::Int32; };
 
 } // namespace
 
@@ -214,11 +214,11 @@ template <typename T> template <typename Codec> void FmtConverter2<T>::choose() 
 }
 
 template <typename T> template <typename Stored> void FmtConverter2<T>::setupType() {
-    choose<typename codecOf<Stored>::type>();
+    choose<typename CodecOf<Stored>::type>();
 }
 
 template <typename T> void FmtConverter2<T>::setup24() {
-    choose<sampleCodecs::int24>();
+    choose<sampleCodecs::Int24>();
 }
 
 template <typename T> void FmtConverter2<T>::reader(const uint8_t* source, uint32_t frames) {

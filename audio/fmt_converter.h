@@ -29,8 +29,8 @@ template <typename T> class FmtConverter2 {
     uint32_t blockFrames() const { return frameCapacity; }
 
   private:
-    using readerFunction = void (*)(const uint8_t*, T* const*, uint32_t, uint32_t);
-    using writerFunction = void (*)(uint8_t*, const T* const*, uint32_t, uint32_t);
+    using ReaderFunction = void (*)(const uint8_t*, T* const*, uint32_t, uint32_t);
+    using WriterFunction = void (*)(uint8_t*, const T* const*, uint32_t, uint32_t);
 
     template <typename Codec> void choose();
     template <typename Stored> void setupType();
@@ -39,8 +39,8 @@ template <typename T> class FmtConverter2 {
     std::vector<T*> inputPointers;
     std::vector<T*> outputPointers;
     std::vector<T> samples;
-    readerFunction readFrames = nullptr;
-    writerFunction writeFrames = nullptr;
+    ReaderFunction readFrames = nullptr;
+    WriterFunction writeFrames = nullptr;
     uint32_t inputCount = 0;
     uint32_t outputCount = 0;
     uint32_t frameCapacity = 0;

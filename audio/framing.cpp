@@ -16,7 +16,7 @@
 
 namespace {
 
-enum chunkCommand : uint32_t { audio = 1, state = 2, format = 3, tail = 4, reopen = 5 };
+enum ChunkCommand : uint32_t { audio = 1, state = 2, format = 3, tail = 4, reopen = 5 };
 
 constexpr uint32_t chunkHeaderBytes = 8;
 // A length is only a claim: the payload buffer grows from this size as bytes really arrive.
@@ -79,7 +79,7 @@ void checkFormatLimits(const StreamFormat& record) {
 
 // The tail of a chunked reply: its length goes first, so the bytes wait here as they are
 // rendered; in memory while short, in an anonymous temporary file beyond that.
-class tailSpool {
+class TailSpool {
   public:
     void append(const uint8_t* data, uint64_t length) {
         total += length;
@@ -120,7 +120,7 @@ class tailSpool {
     }
 
   private:
-    struct fileCloser {
+    struct FileCloser {
         void operator()(std::FILE* f) const { std::fclose(f); }
     };
 
@@ -130,16 +130,16 @@ class tailSpool {
     }
 
     std::vector<uint8_t> memory;
-    std::unique_ptr<std::FILE, fileCloser> file;
+    std::unique_ptr<std::FILE, FileCloser> file;
     uint64_t total = 0;
 };
 
 // Reads one message's payload the way its command needs it: audio block by block straight into
 // the processor, settings whole, everything else thrown away in fixed pieces. No reader holds
 // more than one block or one piece, except for settings, which the plug-in takes whole.
-class payloadReader {
+class PayloadReader {
   public:
-    explicit payloadReader(Vesk::streamIn& input) : input(input) {}
+    explicit PayloadReader(Vesk::streamIn& input) : input(input) {}
 
     // False when the input ends first.
     bool discard(uint64_t length) {
@@ -178,9 +178,9 @@ class payloadReader {
     std::vector<uint8_t> scratch;
 };
 
-class chunkedSession {
+class ChunkedSession {
   public:
-    chunkedSession(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet)
+    ChunkedSession(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet)
         : processor(processor), payload(input), formatSet(formatSet) {}
 
     // False when the input ended inside the payload. The command and length are judged before
@@ -251,7 +251,7 @@ class chunkedSession {
         if (out == nullptr)
             return;
         // Sent even when muted: the parent asked and waits for the length.
-        tailSpool spool;
+        TailSpool spool;
         processor.renderTail(
             [&spool](const uint8_t* data, uint64_t length) { spool.append(data, length); });
         Vesk::writeInt32(*out, static_cast<uint32_t>(spool.size()));
@@ -260,7 +260,7 @@ class chunkedSession {
     }
 
     vstProcessShared& processor;
-    payloadReader payload;
+    PayloadReader payload;
     bool formatSet;
 };
 
@@ -310,7 +310,7 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
 }
 
 bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
-    chunkedSession session(processor, input, formatSet);
+    ChunkedSession session(processor, input, formatSet);
     uint32_t command = 0;
     uint32_t length = 0;
     for (;;) {
@@ -326,7 +326,7 @@ bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool 
 }
 
 void runLiveFraming(vstProcessShared& processor, Vesk::streamIn& input) {
-    payloadReader payload(input);
+    PayloadReader payload(input);
     uint32_t command = 0;
     uint32_t length = 0;
     bool ready = false;

@@ -112,23 +112,23 @@ inline uint32_t packVectors(const int32_t* const* codes, uint8_t* out, uint32_t 
     // The bias of 128 of 8-bit samples, applied to their two's complement form.
     const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
     uint32_t i = 0;
-    if constexpr (std::is_same_v<Codec, int16> && Channels == 1) {
+    if constexpr (std::is_same_v<Codec, Int16> && Channels == 1) {
         for (; i + 8 <= count; i += 8)
             store(out + 2 * i, _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4)));
-    } else if constexpr (std::is_same_v<Codec, int16> && Channels == 2) {
+    } else if constexpr (std::is_same_v<Codec, Int16> && Channels == 2) {
         for (; i + 8 <= count; i += 8) {
             const __m128i left = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
             const __m128i right = _mm_packs_epi32(load(codes[1] + i), load(codes[1] + i + 4));
             store(out + 4 * i, _mm_unpacklo_epi16(left, right));
             store(out + 4 * i + 16, _mm_unpackhi_epi16(left, right));
         }
-    } else if constexpr (std::is_same_v<Codec, uint8> && Channels == 1) {
+    } else if constexpr (std::is_same_v<Codec, UInt8> && Channels == 1) {
         for (; i + 16 <= count; i += 16) {
             const __m128i low = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
             const __m128i high = _mm_packs_epi32(load(codes[0] + i + 8), load(codes[0] + i + 12));
             store(out + i, _mm_xor_si128(_mm_packs_epi16(low, high), bias));
         }
-    } else if constexpr (std::is_same_v<Codec, uint8> && Channels == 2) {
+    } else if constexpr (std::is_same_v<Codec, UInt8> && Channels == 2) {
         for (; i + 8 <= count; i += 8) {
             const __m128i left = _mm_packs_epi32(load(codes[0] + i), load(codes[0] + i + 4));
             const __m128i right = _mm_packs_epi32(load(codes[1] + i), load(codes[1] + i + 4));

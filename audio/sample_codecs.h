@@ -48,7 +48,7 @@ template <typename S> inline void store(uint8_t* bytes, S sample) {
     std::memcpy(bytes, &sample, sizeof sample);
 }
 
-struct float32 {
+struct Float32 {
     static constexpr uint32_t size = 4;
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<float>(p));
@@ -56,7 +56,7 @@ struct float32 {
     template <typename T> static void encode(T x, uint8_t* p) { store(p, static_cast<float>(x)); }
 };
 
-struct float64 {
+struct Float64 {
     static constexpr uint32_t size = 8;
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<double>(p));
@@ -65,7 +65,7 @@ struct float64 {
 };
 
 // Unsigned with a bias of 128.
-struct uint8 {
+struct UInt8 {
     static constexpr uint32_t size = 1;
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(static_cast<int8_t>(*p ^ 0x80)) * T(0.0078125);
@@ -77,7 +77,7 @@ struct uint8 {
     static void pack(int32_t v, uint8_t* p) { *p = static_cast<uint8_t>(v + 128); }
 };
 
-struct int16 {
+struct Int16 {
     static constexpr uint32_t size = 2;
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<int16_t>(p)) * T(3.0517578125e-05);
@@ -92,7 +92,7 @@ struct int16 {
 // Three bytes, least significant first, read as the top of a 32-bit sample. Writing drops the
 // low byte of the rounded 32-bit value without rounding it: deliberate, the stream's consumers
 // expect 24-bit output that rounds toward negative infinity.
-struct int24 {
+struct Int24 {
     static constexpr uint32_t size = 3;
     template <typename T> static T decode(const uint8_t* p) {
         const uint32_t bits = uint32_t{p[0]} << 8 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 24;
@@ -108,7 +108,7 @@ struct int24 {
     }
 };
 
-struct int32 {
+struct Int32 {
     static constexpr uint32_t size = 4;
     template <typename T> static T decode(const uint8_t* p) {
         return static_cast<T>(load<int32_t>(p)) * T(4.656612873077393e-10);

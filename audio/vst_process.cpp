@@ -36,8 +36,8 @@ template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format)
         format.sampleRate >= 1 &&
         format.sampleRate <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
     if (reopenForRate && !audioSinceOpen && rateCanBeTold &&
-        static_cast<uint32_t>(plugin().rateAtOpen) != format.sampleRate &&
-        plugin().wrapper == nullptr && plugin().entryPoint != nullptr)
+        static_cast<uint32_t>(plugin().rateAtOpen()) != format.sampleRate &&
+        plugin().bridge() == nullptr && plugin().entryPoint() != nullptr)
         reopenAtRate(format.sampleRate);
     PluginHost& host = plugin();
     const StreamFormat asked = format;
@@ -89,7 +89,7 @@ template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uin
     }
 }
 
-template <typename T> void vstProcess2<T>::renderTail(const tailSink& sink) {
+template <typename T> void vstProcess2<T>::renderTail(const TailSink& sink) {
     const int64_t rate = applied.sampleRate;
     int64_t remaining = plugin().tailSize();
     if (remaining == 0)
@@ -139,7 +139,7 @@ template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
-    openFreshInstance(plugin().sampleRate);
+    openFreshInstance(plugin().sampleRate());
     // A reopened plug-in starts from its own defaults.
     settingsFileInForce = false;
     statesSinceOpen = {};
@@ -155,7 +155,7 @@ template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint6
     if (!slot)
         return;
     loadState(*slot, data, length);
-    if (!audioSinceOpen && reopenForRate && slot->wrapper == nullptr)
+    if (!audioSinceOpen && reopenForRate && slot->bridge() == nullptr)
         statesSinceOpen.emplace_back(data, data + length);
 }
 

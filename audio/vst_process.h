@@ -22,7 +22,7 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
 
     void setStreamFormat(StreamFormat& format) override;
     void processBytes(const uint8_t* data, uint64_t length) override;
-    void renderTail(const tailSink& sink) override;
+    void renderTail(const TailSink& sink) override;
     uint32_t latencyFrames() override;
     void reopenPlugin() override;
     void applyState(const uint8_t* data, uint64_t length) override;

@@ -31,9 +31,9 @@ class vstProcessShared {
     // Converts, processes and writes one run of whole input frames, at most one block.
     virtual void processBytes(const uint8_t* data, uint64_t length) = 0;
     // Receives each rendered block of the tail as output bytes, in order.
-    using tailSink = std::function<void(const uint8_t* data, uint64_t length)>;
+    using TailSink = std::function<void(const uint8_t* data, uint64_t length)>;
     // Renders the tail after the input ends, handing each block to `sink` as it is made.
-    virtual void renderTail(const tailSink& sink) = 0;
+    virtual void renderTail(const TailSink& sink) = 0;
     virtual uint32_t latencyFrames() = 0;
     virtual void reopenPlugin() = 0;
     // Hands plug-in state bytes from the stream to the plug-in (never called with 0 bytes).

@@ -22,11 +22,7 @@ bool hostCanDo(const void* text) {
 intptr_t answerIdle(PluginHost* host) {
     if (host == nullptr)
         return 0;
-    const bool remembered = host->needIdle;
-    host->needIdle = true;
-    host->idleStep();
-    host->idleStep();
-    host->needIdle = remembered;
+    host->idleOnRequest();
     return 1;
 }
 
@@ -46,20 +42,20 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
         return 1;
     case audioMasterNeedIdle:
         if (host)
-            host->needIdle = true;
+            host->requestIdle();
         return 1;
     case audioMasterSizeWindow:
         if (host)
             host->resizeEditorWindow(index, static_cast<int>(value));
         return 1;
     case audioMasterGetSampleRate:
-        if (const int32_t rate = host ? host->sampleRate.load() : 0; rate >= 1)
+        if (const int32_t rate = host ? host->sampleRate() : 0; rate >= 1)
             return rate;
         return PluginHost::defaultSampleRate;
     case audioMasterGetBlockSize:
         return blockSize;
     case audioMasterGetCurrentProcessLevel:
-        return host ? host->processLevel : kVstProcessLevelOffline;
+        return host ? host->processLevel() : kVstProcessLevelOffline;
     case audioMasterGetVendorString:
         if (ptr)
             std::memcpy(ptr, vendorName, sizeof vendorName);
@@ -107,15 +103,15 @@ VstTimeInfo* fillTimeInfo(PluginHost& host, intptr_t requestedFlags) {
         flags |= kVstNanosValid;
     }
     if (requestedFlags & kVstTempoValid) {
-        info.tempo = static_cast<double>(host.tempo);
+        info.tempo = static_cast<double>(host.tempo());
         flags |= kVstTempoValid;
     }
     if (requestedFlags & kVstTimeSigValid) {
-        info.timeSigNumerator = static_cast<int32_t>(host.timeSignature >> 16);
-        info.timeSigDenominator = 1 << (host.timeSignature & 0x1F);
+        info.timeSigNumerator = static_cast<int32_t>(host.timeSignature() >> 16);
+        info.timeSigDenominator = 1 << (host.timeSignature() & 0x1F);
         flags |= kVstTimeSigValid;
     }
-    info.flags = flags | kVstTransportChanged | (host.active ? kVstTransportPlaying : 0);
+    info.flags = flags | kVstTransportChanged | (host.isActive() ? kVstTransportPlaying : 0);
     return &info;
 }
 

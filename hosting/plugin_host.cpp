@@ -60,8 +60,8 @@ constexpr size_t declaredBlockFrames = PluginHost::blockFrames;
 
 PluginHost::Reconfiguration::Reconfiguration(PluginHost& host) : host(host) {
     if (host.reconfigurationDepth++ == 0) {
-        host.resumeAfterReconfiguration = host.active;
-        if (host.active)
+        host.resumeAfterReconfiguration = host.transport.active;
+        if (host.transport.active)
             host.suspend();
     }
 }
@@ -74,83 +74,102 @@ PluginHost::Reconfiguration::~Reconfiguration() {
 PluginHost::PluginHost() = default;
 
 PluginHost::~PluginHost() {
-    const pluginStageScope stage(pluginStage::closing);
+    const PluginStageScope stage(PluginStage::closing);
     suspend();
-    if (effect != nullptr && editor.open) {
+    if (loaded.effect != nullptr && editor.open) {
         editor.open = false;
-        if (effect->flags & effFlagsHasEditor)
+        if (loaded.effect->flags & effFlagsHasEditor)
             dispatch(effEditClose);
     }
-    if (effect != nullptr) {
+    if (loaded.effect != nullptr) {
         dispatch(effClose);
-        effect = nullptr;
-        wrapper = nullptr;
+        loaded.effect = nullptr;
+        loaded.bridge = nullptr;
     }
     pins.clear();
     scratch.clear();
-    library.reset();
-    module.reset();
+    loaded.library.reset();
+    loaded.vst3Module.reset();
+}
+
+void PluginHost::adoptEffect(AEffect* effect) {
+    loaded.effect = effect;
+    if (effect == nullptr)
+        return;
+    effect->user = this;
+    const int32_t rate = transport.sampleRate;
+    loaded.rateAtOpen = rate != 0 ? rate : defaultSampleRate;
+}
+
+void PluginHost::adoptVst2Code(VstPluginMainProc entryPoint,
+                               std::shared_ptr<ModuleLibrary> library) {
+    loaded.entryPoint = entryPoint;
+    loaded.library = std::move(library);
+}
+
+void PluginHost::adoptVst3Module(std::shared_ptr<Vst3Module> module) {
+    loaded.vst3Module = std::move(module);
 }
 
 intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr,
                               float opt) const {
-    if (effect == nullptr || effect->dispatcher == nullptr)
+    if (loaded.effect == nullptr || loaded.effect->dispatcher == nullptr)
         return 0;
-    return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+    return loaded.effect->dispatcher(loaded.effect, opcode, index, value, ptr, opt);
 }
 
 void PluginHost::resume() {
-    if (effect != nullptr)
+    if (loaded.effect != nullptr)
         guardedCall([&] {
             dispatch(effMainsChanged, 0, 1);
             dispatch(effStartProcess);
         });
-    active = true;
+    transport.active = true;
 }
 
 void PluginHost::suspend() {
-    if (effect != nullptr && active)
+    if (loaded.effect != nullptr && transport.active)
         guardedCall([&] { dispatch(effStopProcess); });
-    if (effect != nullptr)
+    if (loaded.effect != nullptr)
         guardedCall([&] { dispatch(effMainsChanged, 0, 0); });
-    active = false;
+    transport.active = false;
 }
 
 void PluginHost::setSampleRate(int32_t rate) {
-    if (rate == sampleRate)
+    if (rate == transport.sampleRate)
         return;
-    if (effect != nullptr) {
+    if (loaded.effect != nullptr) {
         const Reconfiguration suspended(*this);
         dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
     }
-    sampleRate = rate;
+    transport.sampleRate = rate;
 }
 
 bool PluginHost::setProcessPrecision(bool useDouble) {
-    if (effect == nullptr)
+    if (loaded.effect == nullptr)
         return false;
-    doublePrecision = useDouble;
-    if (precisionSent == useDouble)
-        return precisionAccepted;
+    precision.useDouble = useDouble;
+    if (precision.sent == useDouble)
+        return precision.accepted;
     const Reconfiguration suspended(*this);
-    precisionSent = useDouble;
-    precisionAccepted = dispatch(effSetProcessPrecision, 0,
-                                 useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
-    return precisionAccepted;
+    precision.sent = useDouble;
+    precision.accepted = dispatch(effSetProcessPrecision, 0,
+                                  useDouble ? kVstProcessPrecision64 : kVstProcessPrecision32) != 0;
+    return precision.accepted;
 }
 
 bool PluginHost::setFormat(StreamFormat& format) {
-    if (formatRequest == format) {
+    if (applied.request == format) {
         // Suspending for nothing would cut the plug-in's reverb tails and delay lines short.
-        format = formatAnswer;
-        return formatAccepted;
+        format = applied.answer;
+        return applied.accepted;
     }
     const StreamFormat request = format;
     const Reconfiguration suspended(*this);
     const bool accepted = applyFormat(format);
-    formatRequest = request;
-    formatAnswer = format;
-    formatAccepted = accepted;
+    applied.request = request;
+    applied.answer = format;
+    applied.accepted = accepted;
     return accepted;
 }
 
@@ -183,59 +202,62 @@ bool PluginHost::applyFormat(StreamFormat& format) {
     if (outputType == kSpeakerArrMono)
         outputType = guessedType(outputGroup.used);
 
-    inputsUsed = std::min(inputGroup.used, format.inputChannels);
-    outputsUsed = std::min(outputGroup.used, format.outputChannels);
-    format.inputChannels = inputsUsed;
-    format.outputChannels = outputsUsed;
+    applied.inputsUsed = std::min(inputGroup.used, format.inputChannels);
+    applied.outputsUsed = std::min(outputGroup.used, format.outputChannels);
+    format.inputChannels = applied.inputsUsed;
+    format.outputChannels = applied.outputsUsed;
     format.inputChannelMask =
-        maskIfItFits(speaker_layout::maskForArrangement(inputType), inputsUsed);
+        maskIfItFits(speaker_layout::maskForArrangement(inputType), applied.inputsUsed);
     format.outputChannelMask =
-        maskIfItFits(speaker_layout::maskForArrangement(outputType), outputsUsed);
+        maskIfItFits(speaker_layout::maskForArrangement(outputType), applied.outputsUsed);
 
     for (int32_t pin = 0; pin < inputs; ++pin)
-        dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < inputsUsed ? 1 : 0);
+        dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < applied.inputsUsed ? 1 : 0);
     for (int32_t pin = 0; pin < outputs; ++pin)
-        dispatch(effConnectOutput, pin, static_cast<uint32_t>(pin) < outputsUsed ? 1 : 0);
-    formatSet = true;
+        dispatch(effConnectOutput, pin, static_cast<uint32_t>(pin) < applied.outputsUsed ? 1 : 0);
+    applied.set = true;
     return true;
 }
 
 int32_t PluginHost::numInputs() const {
-    return effect ? std::max(effect->numInputs, 0) : 0;
+    return loaded.effect ? std::max(loaded.effect->numInputs, 0) : 0;
 }
 
 int32_t PluginHost::numOutputs() const {
-    return effect ? std::max(effect->numOutputs, 0) : 0;
+    return loaded.effect ? std::max(loaded.effect->numOutputs, 0) : 0;
 }
 
 bool PluginHost::canDoubleReplacing() const {
-    return effect && (effect->flags & effFlagsCanDoubleReplacing) && effect->processDoubleReplacing;
+    return loaded.effect && (loaded.effect->flags & effFlagsCanDoubleReplacing) &&
+           loaded.effect->processDoubleReplacing;
 }
 
 bool PluginHost::canProcessFloat() const {
-    return effect && (replacingAvailable(*effect) || effect->process != nullptr);
+    return loaded.effect &&
+           (replacingAvailable(*loaded.effect) || loaded.effect->process != nullptr);
 }
 
 bool PluginHost::pinCountsWithinLimits() const {
-    return effect && effect->numInputs <= mostPins && effect->numOutputs <= mostPins;
+    return loaded.effect && loaded.effect->numInputs <= mostPins &&
+           loaded.effect->numOutputs <= mostPins;
 }
 
 bool PluginHost::hasEditorFlag() const {
-    return effect && (effect->flags & effFlagsHasEditor);
+    return loaded.effect && (loaded.effect->flags & effFlagsHasEditor);
 }
 
 int32_t PluginHost::parameterCount() const {
-    return effect ? effect->numParams : 0;
+    return loaded.effect ? loaded.effect->numParams : 0;
 }
 
 uint32_t PluginHost::parameterNumber(int32_t index) const {
-    if (wrapper)
-        return wrapper->parameterId(index).value_or(static_cast<uint32_t>(index));
+    if (loaded.bridge)
+        return loaded.bridge->parameterId(index).value_or(static_cast<uint32_t>(index));
     return static_cast<uint32_t>(index);
 }
 
 int32_t PluginHost::initialDelay() const {
-    return effect ? effect->initialDelay : 0;
+    return loaded.effect ? loaded.effect->initialDelay : 0;
 }
 
 intptr_t PluginHost::tailSize() const {
@@ -270,47 +292,50 @@ Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputs
 }
 
 void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frames) {
-    if (!replacingAvailable(*effect)) {
+    if (!replacingAvailable(*loaded.effect)) {
         // The accumulating call adds into the outputs.
-        for (uint32_t channel = 0; channel < outputsUsed; ++channel)
+        for (uint32_t channel = 0; channel < applied.outputsUsed; ++channel)
             if (outputs[channel] != nullptr)
                 std::memset(outputs[channel], 0,
                             sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
-        if (effect->process)
-            effect->process(effect, inputs, outputs, frames);
+        if (loaded.effect->process)
+            loaded.effect->process(loaded.effect, inputs, outputs, frames);
         return;
     }
-    effect->processReplacing(effect, inputs, outputs, frames);
+    loaded.effect->processReplacing(loaded.effect, inputs, outputs, frames);
 }
 
 bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
-    if (!active || !canProcessFloat())
+    if (!transport.active || !canProcessFloat())
         return false;
-    if (static_cast<uint32_t>(numInputs() + numOutputs()) == inputsUsed + outputsUsed) {
+    if (static_cast<uint32_t>(numInputs() + numOutputs()) ==
+        applied.inputsUsed + applied.outputsUsed) {
         callProcessFloat(inputs, outputs, frames);
         return true;
     }
-    float** all = pinArray(inputs, outputs, inputsUsed, outputsUsed);
+    float** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
     callProcessFloat(all, all + numInputs(), frames);
     return true;
 }
 
 bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames) {
-    if (!active || effect == nullptr || effect->processDoubleReplacing == nullptr)
+    if (!transport.active || loaded.effect == nullptr ||
+        loaded.effect->processDoubleReplacing == nullptr)
         return false;
-    if (static_cast<uint32_t>(numInputs() + numOutputs()) == inputsUsed + outputsUsed) {
-        effect->processDoubleReplacing(effect, inputs, outputs, frames);
+    if (static_cast<uint32_t>(numInputs() + numOutputs()) ==
+        applied.inputsUsed + applied.outputsUsed) {
+        loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames);
         return true;
     }
-    double** all = pinArray(inputs, outputs, inputsUsed, outputsUsed);
-    effect->processDoubleReplacing(effect, all, all + numInputs(), frames);
+    double** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
+    loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), frames);
     return true;
 }
 
 void PluginHost::prime() {
-    if (effect == nullptr)
+    if (loaded.effect == nullptr)
         return;
-    if (!formatSet) {
+    if (!applied.set) {
         StreamFormat defaults;
         defaults.sampleRate = 44100;
         defaults.inputChannels = 1;
@@ -319,10 +344,10 @@ void PluginHost::prime() {
     }
     // Silent scratch rather than null channels: not every plug-in checks the frame count
     // before it touches its buffers.
-    if (doublePrecision) {
-        if (effect->processDoubleReplacing) {
+    if (precision.useDouble) {
+        if (loaded.effect->processDoubleReplacing) {
             double** all = pinArray<double>(nullptr, nullptr, 0, 0);
-            effect->processDoubleReplacing(effect, all, all + numInputs(), 0);
+            loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), 0);
         }
         return;
     }
@@ -344,7 +369,7 @@ void PluginHost::editorSize(int& width, int& height) const {
 }
 
 void PluginHost::openEditor(EditorWindow& window) {
-    if (effect == nullptr || editor.open || !hasEditorFlag())
+    if (loaded.effect == nullptr || editor.open || !hasEditorFlag())
         return;
     editor.open = true;
     dispatch(effEditOpen, 0, 0, window.nativeHandle());
@@ -352,7 +377,7 @@ void PluginHost::openEditor(EditorWindow& window) {
 }
 
 void PluginHost::idleStep() {
-    if (effect == nullptr)
+    if (loaded.effect == nullptr)
         return;
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
@@ -368,6 +393,14 @@ void PluginHost::idleStep() {
         resizeEditorWindow(width, height);
         editor.resizeCountdown = 0;
     }
+}
+
+void PluginHost::idleOnRequest() {
+    const bool remembered = needIdle;
+    needIdle = true;
+    idleStep();
+    idleStep();
+    needIdle = remembered;
 }
 
 void PluginHost::editorIdle() {

@@ -65,7 +65,7 @@ class PluginHost {
     void resume();
     void suspend();
     // The plug-in's pins may have changed: the next format is worked out afresh.
-    void forgetFormat() { formatRequest.reset(); }
+    void forgetFormat() { applied.request.reset(); }
 
     int32_t numInputs() const;
     int32_t numOutputs() const;
@@ -105,28 +105,48 @@ class PluginHost {
     void rememberEditorSize();
     void letEditorCatchUp();
 
-    AEffect* effect = nullptr;
-    VstPluginMainProc entryPoint = nullptr;
-    std::shared_ptr<ModuleLibrary> library;
-    // A VST 3 plug-in's module; released last, after `effClose` has deleted the wrapper.
-    std::shared_ptr<Vst3Module> module;
+    // The loaded plug-in and where its code came from. Set by the loaders (plugin_loading.cpp)
+    // on the main thread before anything else reaches the plug-in.
+    AEffect* effect() const { return loaded.effect; }
     // Set for a bridged VST 3 plug-in only, and the one test for one; `effClose` deletes it.
-    vst3::Vst3Bridge* wrapper = nullptr;
-
-    // Read by the host callback on the plug-in's own threads, while the live worker may set them.
-    std::atomic<bool> active{false};
-    std::atomic<int32_t> sampleRate{0};
+    vst3::Vst3Bridge* bridge() const { return loaded.bridge; }
+    VstPluginMainProc entryPoint() const { return loaded.entryPoint; }
+    const std::shared_ptr<ModuleLibrary>& library() const { return loaded.library; }
+    const std::shared_ptr<Vst3Module>& vst3Module() const { return loaded.vst3Module; }
     // The rate the plug-in could learn while it opened; some read it only then.
-    int32_t rateAtOpen = defaultSampleRate;
-    float tempo = 120.0f;
-    uint32_t timeSignature = (4u << 16) | 2u;
-    uint32_t inputsUsed = 0;
-    uint32_t outputsUsed = 0;
-    // Set by the host callback on any thread, cleared by the idle loop.
-    std::atomic<bool> needIdle{false};
-    int32_t processLevel = kVstProcessLevelOffline;
-    bool doublePrecision = false;
-    bool formatSet = false;
+    int32_t rateAtOpen() const { return loaded.rateAtOpen; }
+    // Takes `effect` as the plug-in (its `user` becomes this host) and notes the rate it can
+    // learn while it opens; nullptr forgets a record that is gone.
+    void adoptEffect(AEffect* effect);
+    void adoptVst2Code(VstPluginMainProc entryPoint, std::shared_ptr<ModuleLibrary> library);
+    void adoptVst3Module(std::shared_ptr<Vst3Module> module);
+    void adoptBridge(vst3::Vst3Bridge* bridge) { loaded.bridge = bridge; }
+
+    // Transport as the host callback reports it, on any of the plug-in's threads.
+    bool isActive() const { return transport.active; }
+    // 0 until a rate is set.
+    int32_t sampleRate() const { return transport.sampleRate; }
+    float tempo() const { return transport.tempo; }
+    // Numerator in the high 16 bits, the denominator's power of two in the low 5.
+    uint32_t timeSignature() const { return transport.timeSignature; }
+
+    // The plug-in asked to be idled (`audioMasterNeedIdle`, any thread); the idle loop clears
+    // it when the plug-in's idle answers 0.
+    void requestIdle() { needIdle = true; }
+    bool idleRequested() const { return needIdle; }
+    // Two idle passes at the plug-in's request, leaving its own idle request as it was.
+    void idleOnRequest();
+
+    // Offline unless set before opening; read by the host callback.
+    int32_t processLevel() const { return precision.processLevel; }
+    void setProcessLevel(int32_t level) { precision.processLevel = level; }
+    // The precision last asked for with setProcessPrecision.
+    bool doublePrecision() const { return precision.useDouble; }
+
+    // The pins in use since the last format applied, and whether one was.
+    uint32_t inputsUsed() const { return applied.inputsUsed; }
+    uint32_t outputsUsed() const { return applied.outputsUsed; }
+    bool formatSet() const { return applied.set; }
 
   private:
     // The editor, opened and idled by the editor session and watched by the settings code.
@@ -149,14 +169,51 @@ class PluginHost {
     Sample** pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive, uint32_t outputsLive);
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
 
+    // The plug-in's record, its code and the module it came from. Main thread.
+    struct Loaded {
+        AEffect* effect = nullptr;
+        VstPluginMainProc entryPoint = nullptr;
+        std::shared_ptr<ModuleLibrary> library;
+        // A VST 3 plug-in's module; released last, after `effClose` has deleted the bridge.
+        std::shared_ptr<Vst3Module> vst3Module;
+        vst3::Vst3Bridge* bridge = nullptr;
+        int32_t rateAtOpen = defaultSampleRate;
+    };
+    // Read by the host callback on the plug-in's own threads, while the live worker may set them.
+    struct Transport {
+        std::atomic<bool> active{false};
+        std::atomic<int32_t> sampleRate{0};
+        float tempo = 120.0f;
+        uint32_t timeSignature = (4u << 16) | 2u;
+    };
+    // Sample precision and process level. Main thread, or the processing thread that owns the
+    // plug-in; the process level is read by the host callback, set before opening only.
+    struct Precision {
+        int32_t processLevel = kVstProcessLevelOffline;
+        bool useDouble = false;
+        std::optional<bool> sent;
+        bool accepted = false;
+    };
+    // The stream format applied: pins in use, and the last request with what it gave. Same
+    // threads as the precision.
+    struct AppliedFormat {
+        uint32_t inputsUsed = 0;
+        uint32_t outputsUsed = 0;
+        bool set = false;
+        std::optional<StreamFormat> request;
+        StreamFormat answer;
+        bool accepted = false;
+    };
+
+    Loaded loaded;
+    Transport transport;
+    // Set by the host callback on any thread, cleared by the idle loop.
+    std::atomic<bool> needIdle{false};
+    Precision precision;
+    AppliedFormat applied;
     EditorState editor;
     std::vector<void*> pins;
     std::vector<double> scratch; // silent channels for unused pins, sized for either precision
     int reconfigurationDepth = 0;
     bool resumeAfterReconfiguration = false;
-    std::optional<bool> precisionSent;
-    bool precisionAccepted = false;
-    std::optional<StreamFormat> formatRequest; // the last request and what it gave
-    StreamFormat formatAnswer;
-    bool formatAccepted = false;
 };

@@ -21,23 +21,20 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
     if (effect->flags & effFlagsIsSynth) {
         // Created, so it is closed before its code can go: an instrument may have threads of
         // its own running by now.
-        const pluginStageScope stage(pluginStage::closing);
+        const PluginStageScope stage(PluginStage::closing);
         if (effect->dispatcher != nullptr)
             guardedCall([&] { effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f); });
         return false;
     }
-    host.effect = effect;
-    effect->user = &host;
-    const int32_t rate = host.sampleRate;
-    host.rateAtOpen = rate != 0 ? rate : PluginHost::defaultSampleRate;
+    host.adoptEffect(effect);
     // Absurd pin counts are refused before any call could walk them.
     if (!host.pinCountsWithinLimits())
         return false;
-    const pluginStageScope stage(pluginStage::opening);
+    const PluginStageScope stage(PluginStage::opening);
     const bool opened = guardedCall([&] {
         host.dispatch(effOpen);
-        if (host.sampleRate != 0)
-            host.dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(host.sampleRate));
+        if (const int32_t rate = host.sampleRate(); rate != 0)
+            host.dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
         host.dispatch(effSetBlockSize, 0, PluginHost::blockFrames);
     });
     if (!opened)
@@ -50,8 +47,7 @@ namespace {
 
 void openFromEntry(PluginHost& host, VstPluginMainProc entry,
                    std::shared_ptr<ModuleLibrary> library) {
-    host.library = std::move(library);
-    host.entryPoint = entry;
+    host.adoptVst2Code(entry, std::move(library));
     AEffect* effect = nullptr;
     if (!guardedCall([&] { effect = entry(hostCallback); }) || !attachEffect(host, effect))
         throw LoadFailure(LoadFailure::Stage::plugin);
@@ -75,22 +71,23 @@ namespace {
 // Factory order decides: the first audio module class that can be bridged is the plug-in, so a
 // controller class listed first is passed over.
 void openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
-    host.module = std::move(module);
-    for (const auto& info : host.module->classes()) {
+    host.adoptVst3Module(std::move(module));
+    Vst3Module& loaded = *host.vst3Module();
+    for (const auto& info : loaded.classes()) {
         if (!info.isAudioModule())
             continue;
         Steinberg::TUID classId;
         std::memcpy(classId, info.classId.data(), sizeof classId);
-        auto* wrapper = vst3::Vst3Bridge::create(&host.module->factory(), classId, 0, hostCallback);
-        if (wrapper == nullptr)
+        auto* bridge = vst3::Vst3Bridge::create(&loaded.factory(), classId, 0, hostCallback);
+        if (bridge == nullptr)
             continue;
-        host.wrapper = wrapper;
-        AEffect* effect = wrapper->getAEffect();
+        host.adoptBridge(bridge);
+        AEffect* effect = bridge->getAEffect();
         if (attachEffect(host, effect))
             return;
-        // A record refused before the host took it has been closed, which deleted the wrapper.
-        if (host.effect != effect)
-            host.wrapper = nullptr;
+        // A record refused before the host took it has been closed, which deleted the bridge.
+        if (host.effect() != effect)
+            host.adoptBridge(nullptr);
         break;
     }
     throw LoadFailure(LoadFailure::Stage::plugin);
@@ -103,7 +100,7 @@ void loadVst3(PluginHost& host, const std::string& path) {
 }
 
 PluginSource takeSource(PluginHost& host) {
-    return PluginSource{host.entryPoint, host.library, host.module};
+    return PluginSource{host.entryPoint(), host.library(), host.vst3Module()};
 }
 
 void reopen(PluginHost& host, PluginSource source) {

@@ -6,12 +6,12 @@
 void PluginSlot::reopen(int32_t sampleRate) {
     if (!host)
         throw LoadFailure(LoadFailure::Stage::plugin);
-    const int32_t processLevel = host->processLevel;
+    const int32_t processLevel = host->processLevel();
     PluginSource source = takeSource(*host);
     // The old instance goes first: a plug-in may not be opened twice at once.
     host.reset();
     auto fresh = std::make_unique<PluginHost>();
-    fresh->processLevel = processLevel;
+    fresh->setProcessLevel(processLevel);
     // Known before the new instance opens, as a session's rate would be.
     fresh->setSampleRate(sampleRate);
     ::reopen(*fresh, std::move(source));

@@ -3,35 +3,35 @@
 namespace {
 
 // Constant-initialised and of a trivial type, so that a signal handler may read it.
-thread_local pluginStage stageOfThisThread = pluginStage::none;
+thread_local PluginStage stageOfThisThread = PluginStage::none;
 
 } // namespace
 
-pluginStageScope::pluginStageScope(pluginStage stage) : previous(stageOfThisThread) {
+PluginStageScope::PluginStageScope(PluginStage stage) : previous(stageOfThisThread) {
     stageOfThisThread = stage;
 }
 
-pluginStageScope::~pluginStageScope() {
+PluginStageScope::~PluginStageScope() {
     stageOfThisThread = previous;
 }
 
-pluginStage currentPluginStage() {
+PluginStage currentPluginStage() {
     return stageOfThisThread;
 }
 
-const char* pluginStageName(pluginStage stage) {
+const char* pluginStageName(PluginStage stage) {
     switch (stage) {
-    case pluginStage::loading:
+    case PluginStage::loading:
         return "loading";
-    case pluginStage::opening:
+    case PluginStage::opening:
         return "opening";
-    case pluginStage::processing:
+    case PluginStage::processing:
         return "processing";
-    case pluginStage::editor:
+    case PluginStage::editor:
         return "editor";
-    case pluginStage::closing:
+    case PluginStage::closing:
         return "closing";
-    case pluginStage::none:
+    case PluginStage::none:
         break;
     }
     return nullptr;

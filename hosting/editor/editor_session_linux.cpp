@@ -2,9 +2,9 @@
 
 #include "hosting/editor/editor_placement.h"
 #include "hosting/editor/main_thread_queue_linux.h"
-#include "hosting/editor/poll_run_loop.h"
 #include "hosting/editor/x11_editor_window_linux.h"
 #include "hosting/plugin_host.h"
+#include "hosting/poll_run_loop.h"
 #include "hosting/vst3/vst3_bridge.h"
 #include "hosting/vst3/vst3_run_loop.h"
 
@@ -123,7 +123,7 @@ int centred(int screenSize, int editorSize) {
 } // namespace
 
 bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
-    if (host.effect == nullptr || !host.hasEditorFlag())
+    if (host.effect() == nullptr || !host.hasEditorFlag())
         return false;
     const DisplayConnection display = openDisplay();
     XSetErrorHandler(reportXError);
@@ -161,19 +161,20 @@ bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
                 loop.stop();
         }
     };
-    loop.addDescriptor(ConnectionNumber(display.get()), handleXEvents);
-    loop.addDescriptor(MainThreadQueue::instance().wakeDescriptor(),
-                       [] { MainThreadQueue::instance().runPending(); });
-    loop.addDescriptor(stopSignals.descriptor(), [&] { loop.stop(); });
-    loop.addTimer(idleInterval, [&] {
+    auto& mainThreadQueue = MainThreadQueue::instance();
+    loop.addDescriptor(&window, ConnectionNumber(display.get()), handleXEvents);
+    loop.addDescriptor(&mainThreadQueue, mainThreadQueue.wakeDescriptor(),
+                       [&mainThreadQueue] { mainThreadQueue.runPending(); });
+    loop.addDescriptor(&stopSignals, stopSignals.descriptor(), [&] { loop.stop(); });
+    loop.addTimer(&host, idleInterval, [&] {
         host.idleStep();
         // Replies read during idling leave events in Xlib's queue, where poll cannot see them.
         handleXEvents();
         XFlush(display.get());
     });
-    if (host.wrapper != nullptr) {
+    if (host.bridge() != nullptr) {
         // A VST 3 view's own descriptors and timers wake the loop; the editor idle runs them.
-        const Vst3RunLoop& viewLoop = host.wrapper->editorRunLoop();
+        const Vst3RunLoop& viewLoop = host.bridge()->editorRunLoop();
         loop.addDynamicSource({[&viewLoop] { return viewLoop.descriptors(); },
                                [&viewLoop] { return viewLoop.millisecondsToNextTimer(); },
                                [&] {

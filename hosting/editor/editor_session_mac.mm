@@ -97,7 +97,7 @@ void terminateOnStopSignals() {
 } // namespace
 
 bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
-    if (host.effect == nullptr || !host.hasEditorFlag())
+    if (host.effect() == nullptr || !host.hasEditorFlag())
         return false;
     @autoreleasepool {
         NSApplication* application = [NSApplication sharedApplication];

@@ -43,11 +43,11 @@ Vst3Bridge* Vst3Bridge::create(IPluginFactory* factory, const TUID classId, int3
                                  audioMasterCallback hostCallback) {
     if (factory == nullptr || hostCallback == nullptr)
         return nullptr;
-    std::unique_ptr<Vst3Bridge> wrapper(new Vst3Bridge(hostCallback, vst2Id));
+    std::unique_ptr<Vst3Bridge> bridge(new Vst3Bridge(hostCallback, vst2Id));
     bool made = false;
-    if (!guardedCall([&] { made = wrapper->initialize(*factory, classId); }) || !made)
+    if (!guardedCall([&] { made = bridge->initialize(*factory, classId); }) || !made)
         return nullptr; // the destructor takes down whatever was made
-    return wrapper.release();
+    return bridge.release();
 }
 
 Vst3Bridge::Vst3Bridge(audioMasterCallback hostCallback, int32 vst2Id)
@@ -254,15 +254,15 @@ void Vst3Bridge::tearDown() noexcept {
 
 intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index, intptr_t value,
                                       void* ptr, float opt) {
-    Vst3Bridge* wrapper = fromEffect(effect);
-    if (wrapper == nullptr)
+    Vst3Bridge* bridge = fromEffect(effect);
+    if (bridge == nullptr)
         return 0;
     if (opcode == effClose) {
-        delete wrapper;
+        delete bridge;
         return 1;
     }
     intptr_t answer = 0;
-    guardedCall([&] { answer = wrapper->dispatch(opcode, index, value, ptr, opt); });
+    guardedCall([&] { answer = bridge->dispatch(opcode, index, value, ptr, opt); });
     return answer;
 }
 
@@ -271,25 +271,25 @@ void Vst3Bridge::processEntry(AEffect*, float**, float**, int32) {}
 
 void Vst3Bridge::processReplacingEntry(AEffect* effect, float** inputs, float** outputs,
                                         int32 frames) {
-    if (Vst3Bridge* wrapper = fromEffect(effect))
-        wrapper->processBlock(inputs, outputs, frames);
+    if (Vst3Bridge* bridge = fromEffect(effect))
+        bridge->processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::processDoubleEntry(AEffect* effect, double** inputs, double** outputs,
                                      int32 frames) {
-    if (Vst3Bridge* wrapper = fromEffect(effect))
-        wrapper->processBlock(inputs, outputs, frames);
+    if (Vst3Bridge* bridge = fromEffect(effect))
+        bridge->processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::setParameterEntry(AEffect* effect, int32 index, float value) {
-    if (Vst3Bridge* wrapper = fromEffect(effect))
-        guardedCall([&] { wrapper->setParameter(index, value); });
+    if (Vst3Bridge* bridge = fromEffect(effect))
+        guardedCall([&] { bridge->setParameter(index, value); });
 }
 
 float Vst3Bridge::getParameterEntry(AEffect* effect, int32 index) {
     float value = 0.0f;
-    if (Vst3Bridge* wrapper = fromEffect(effect))
-        guardedCall([&] { value = wrapper->getParameter(index); });
+    if (Vst3Bridge* bridge = fromEffect(effect))
+        guardedCall([&] { value = bridge->getParameter(index); });
     return value;
 }
 
@@ -330,14 +330,14 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
     return (flags & kReloadComponent) ? kNotImplemented : kResultOk;
 }
 
-Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& wrapper)
-    : wrapper(wrapper), lock(wrapper.lifecycle) {
-    wrapper.loadingState = true;
-    wrapper.pending.clear();
+Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
+    : bridge(bridge), lock(bridge.lifecycle) {
+    bridge.loadingState = true;
+    bridge.pending.clear();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {
-    wrapper.loadingState = false;
+    bridge.loadingState = false;
 }
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {

@@ -76,13 +76,13 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     // busy with the state.
     class StateLoad {
       public:
-        explicit StateLoad(Vst3Bridge& wrapper);
+        explicit StateLoad(Vst3Bridge& bridge);
         ~StateLoad();
         StateLoad(const StateLoad&) = delete;
         StateLoad& operator=(const StateLoad&) = delete;
 
       private:
-        Vst3Bridge& wrapper;
+        Vst3Bridge& bridge;
         std::lock_guard<std::mutex> lock;
     };
 

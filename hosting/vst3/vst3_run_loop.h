@@ -6,8 +6,9 @@
 #include <vector>
 
 // What plug-in editors need of the host's event loop. On Linux they register timers and
-// descriptors with it (IRunLoop) and the editor's loop fires them; on macOS editors use the
-// system run loop, so it offers no interface there. Platform files: vst3_run_loop_linux.cpp,
+// descriptors with it (IRunLoop), kept in a PollRunLoop that the editor idle dispatches and the
+// editor window waits on; on macOS editors use the system run loop, so it offers no interface
+// there. Platform files: vst3_run_loop_linux.cpp,
 // vst3_run_loop_mac.mm. Owned by the bridge; UI thread.
 class Vst3RunLoop {
   public:

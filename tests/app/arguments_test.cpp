@@ -1,10 +1,13 @@
 #include "app/arguments.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
 namespace {
+
+using testing_support::caseName;
 
 ArgumentMap parse(std::vector<const char*> argv) {
     argv.insert(argv.begin(), {"vst-adapter", "process"});
@@ -41,7 +44,11 @@ INSTANTIATE_TEST_SUITE_P(
                     NumberCase{"abc", 0}, NumberCase{"", 0}, NumberCase{"- 3", 0},
                     NumberCase{"--3", 0}, NumberCase{"2147483647", 2147483647},
                     NumberCase{"-2147483648", -2147483647 - 1}, NumberCase{"3.9", 3},
-                    NumberCase{"99999999999999999999", 2147483647}));
+                    NumberCase{"99999999999999999999", 2147483647}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName({c.text}));
+    });
 
 struct PrecisionCase {
     std::vector<const char*> options;
@@ -56,13 +63,19 @@ TEST_P(Precision, FollowsFloat64ThenEncoding) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Precision,
-    testing::Values(PrecisionCase{{"--float64", "yes"}, false}, PrecisionCase{{"--float64", "1"}, true},
+    testing::Values(PrecisionCase{{"--float64", "yes"}, false},
+                    PrecisionCase{{"--float64", "1"}, true},
                     PrecisionCase{{"--float64", ""}, false},
                     PrecisionCase{{"--float64", "0", "--bits", "64", "--formattag", "3"}, false},
                     PrecisionCase{{"--bits", "32", "--formattag", "3"}, false},
                     PrecisionCase{{"--bits", "64", "--formattag", "3"}, true},
-                    PrecisionCase{{"--bits", "32"}, true}, PrecisionCase{{"--bits", "32", "--formattag", "1"}, true},
-                    PrecisionCase{{"--bits", "24"}, false}, PrecisionCase{{}, false}));
+                    PrecisionCase{{"--bits", "32"}, true},
+                    PrecisionCase{{"--bits", "32", "--formattag", "1"}, true},
+                    PrecisionCase{{"--bits", "24"}, false}, PrecisionCase{{}, false}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName(c.options));
+    });
 
 struct LevelCase {
     std::vector<const char*> options;
@@ -79,6 +92,10 @@ INSTANTIATE_TEST_SUITE_P(Table, ProcessLevel,
                          testing::Values(LevelCase{{"--process", "realtime"}, 2},
                                          LevelCase{{"--process", "REALTIME"}, 4},
                                          LevelCase{{"--process", "realtime "}, 4},
-                                         LevelCase{{"--process", "offline"}, 4}, LevelCase{{}, 4}));
+                                         LevelCase{{"--process", "offline"}, 4}, LevelCase{{}, 4}),
+                         [](const auto& info) {
+                             const auto& c = info.param;
+                             return std::string(caseName(c.options));
+                         });
 
 } // namespace

@@ -28,7 +28,7 @@ class fakeProcessor : public vstProcessShared {
             std::memmove(byteBuffer(), data, carried);
         emitOutputFrames(frames);
     }
-    void renderTail(const tailSink& sink) override {
+    void renderTail(const TailSink& sink) override {
         if (!tail.empty())
             sink(tail.data(), tail.size());
     }

@@ -1,10 +1,13 @@
 #include "audio/stream_format.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 
 namespace {
+
+using testing_support::hexText;
 
 struct MaskCase {
     uint32_t channels;
@@ -29,7 +32,11 @@ INSTANTIATE_TEST_SUITE_P(
                     MaskCase{2, 7, 0x3}, // three bits, but 3 != 7
                     MaskCase{3, 7, 0},   // not kept although 3 channels have 3 bits
                     MaskCase{2, 12, 0x3}, MaskCase{2, 3, 0x3}, MaskCase{6, 0x3F, 0x3F},
-                    MaskCase{8, 0xFF, 0}, MaskCase{1, 0xFFFFFFFF, 0x4}));
+                    MaskCase{8, 0xFF, 0}, MaskCase{1, 0xFFFFFFFF, 0x4}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string("Channels" + std::to_string(c.channels) + "_Mask" + hexText(c.mask));
+    });
 
 struct BuildCase {
     const char* name;

@@ -1,4 +1,5 @@
 #include "tests/common/child_process.h"
+#include "tests/common/built_files.h"
 #include "tests/common/test_pipe.h"
 
 #include <cerrno>

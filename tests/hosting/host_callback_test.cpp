@@ -2,6 +2,7 @@
 
 #include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,8 @@
 #include <cstring>
 
 namespace {
+
+using testing_support::hexText;
 
 struct AnswerCase {
     const char* name;
@@ -61,8 +64,8 @@ TEST(Callback, SampleRateAndLevelComeFromTheHost) {
     FakeEffect fake;
     PluginHost host;
     fake.effect.user = &host;
-    host.sampleRate = 48000;
-    host.processLevel = kVstProcessLevelRealtime;
+    host.setSampleRate(48000);
+    host.setProcessLevel(kVstProcessLevelRealtime);
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterGetSampleRate, 0, 0, nullptr, 0), 48000);
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterGetCurrentProcessLevel, 0, 0, nullptr, 0), 2);
 }
@@ -88,7 +91,8 @@ TEST_P(TimeInfo, FlagsFollowFilterAndTransport) {
     FakeEffect fake;
     PluginHost host;
     fake.effect.user = &host;
-    host.active = GetParam().active;
+    if (GetParam().active)
+        host.resume();
     auto* info = reinterpret_cast<VstTimeInfo*>(
         hostCallback(&fake.effect, audioMasterGetTime, 0, GetParam().filter, nullptr, 0));
     ASSERT_NE(info, nullptr);
@@ -103,24 +107,29 @@ TEST_P(TimeInfo, FlagsFollowFilterAndTransport) {
     EXPECT_EQ(std::isnan(info->nanoSeconds), (GetParam().filter & kVstNanosValid) != 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, TimeInfo,
-                         testing::Values(TimeCase{0, false, 1}, TimeCase{0, true, 3},
-                                         TimeCase{0x2400, false, 0x2401}, TimeCase{0x100, false, 0x101},
-                                         TimeCase{0x100, true, 0x103}, TimeCase{0x200 | 0x800, true, 3}));
+INSTANTIATE_TEST_SUITE_P(
+    Table, TimeInfo,
+    testing::Values(TimeCase{0, false, 1}, TimeCase{0, true, 3}, TimeCase{0x2400, false, 0x2401},
+                    TimeCase{0x100, false, 0x101}, TimeCase{0x100, true, 0x103},
+                    TimeCase{0x200 | 0x800, true, 3}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string("Filter" + hexText(static_cast<uint64_t>(c.filter)) +
+                           (c.active ? "_Active" : "_Stopped"));
+    });
 
 TEST(Callback, IdleRunsPlugInIdleWithoutChangingNeedIdle) {
     FakeEffect fake;
     PluginHost host;
-    host.effect = &fake.effect;
-    fake.effect.user = &host;
+    host.adoptEffect(&fake.effect);
     fake.effect.flags |= effFlagsHasEditor;
     FakeWindow window;
     host.openEditor(window);
     fake.calls.clear();
     EXPECT_EQ(hostCallback(&fake.effect, audioMasterIdle, 0, 0, nullptr, 0), 1);
     EXPECT_EQ(fake.opcodes(), (std::vector<int32_t>{effIdle, effEditIdle, effEditIdle}));
-    EXPECT_FALSE(host.needIdle);
-    host.effect = nullptr;
+    EXPECT_FALSE(host.idleRequested());
+    host.adoptEffect(nullptr);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/vst2/speaker_layout.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 #include <stdexcept>
 
 namespace {
+
+using testing_support::hexText;
 
 constexpr uint32_t arrangementChannelLimit =
     speaker_layout::SpeakerArrangementRecord::maximumChannels;
@@ -33,7 +36,7 @@ TEST(AttachEffect, OpensSetsBlockSizeAndResumesInOrder) {
     EXPECT_EQ(rig.fake.calls[1].opt, 48000.0f);
     EXPECT_EQ(rig.fake.calls[2].value, 512);
     EXPECT_EQ(rig.fake.calls[3].value, 1);
-    EXPECT_TRUE(rig.host->active);
+    EXPECT_TRUE(rig.host->isActive());
 }
 
 TEST(AttachEffect, NoRateMeansNoRateCall) {
@@ -56,7 +59,7 @@ TEST_P(AttachRefusals, RefusedWithoutBeingOpened) {
     GetParam().spoil(rig.fake.effect);
     EXPECT_FALSE(rig.attach());
     EXPECT_EQ(rig.fake.opcodes(), GetParam().calls);
-    EXPECT_EQ(rig.host->effect, nullptr);
+    EXPECT_EQ(rig.host->effect(), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -137,8 +140,8 @@ TEST_P(SetFormat, ChoosesPinsAndRewritesTheRecord) {
     EXPECT_EQ(format.inputChannelMask, c.expected.inputChannelMask);
     EXPECT_EQ(format.outputChannels, c.expected.outputChannels);
     EXPECT_EQ(format.outputChannelMask, c.expected.outputChannelMask);
-    EXPECT_EQ(rig.host->inputsUsed, c.inputsUsed);
-    EXPECT_EQ(rig.host->outputsUsed, c.outputsUsed);
+    EXPECT_EQ(rig.host->inputsUsed(), c.inputsUsed);
+    EXPECT_EQ(rig.host->outputsUsed(), c.outputsUsed);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -254,7 +257,11 @@ INSTANTIATE_TEST_SUITE_P(
                     ArrangementCase{0x3, kSpeakerArrStereo, {1, 2}},
                     ArrangementCase{0x7, kSpeakerArrUserDefined, {1, 2, 3}},
                     ArrangementCase{0x63F, kSpeakerArr71Music, {1, 2, 3, 4, 5, 6, 10, 11}},
-                    ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}));
+                    ArrangementCase{0xFFFF, kSpeakerArrUserDefined, {1, 2, 3, 4, 5, 6, 7, 8}}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string("Mask" + hexText(c.mask));
+    });
 
 TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
     // Plug-ins read numChannels speakers; a format message may claim any count.
@@ -285,12 +292,11 @@ TEST(SpeakerArrangementRecord, HasRoomForEverySpeakerItClaims) {
 TEST(Process, NotResumedMeansNoCall) {
     FakeEffect fake;
     PluginHost host;
-    host.effect = &fake.effect;
-    fake.effect.user = &host;
+    host.adoptEffect(&fake.effect);
     float* none[2] = {};
     EXPECT_FALSE(host.processFloat(none, none, 0));
     EXPECT_TRUE(fake.processed.empty());
-    host.effect = nullptr;
+    host.adoptEffect(nullptr);
 }
 
 TEST(Process, UnusedPinsGetSilentScratchChannels) {
@@ -335,8 +341,8 @@ TEST(Process, PrimeSetsDefaultFormatAndRunsAnEmptyBlock) {
     Rig rig;
     ASSERT_TRUE(rig.attach());
     rig.host->prime();
-    EXPECT_TRUE(rig.host->formatSet);
-    EXPECT_EQ(rig.host->sampleRate, 44100);
+    EXPECT_TRUE(rig.host->formatSet());
+    EXPECT_EQ(rig.host->sampleRate(), 44100);
     EXPECT_EQ(rig.fake.processed, (std::vector<std::string>{"replacing"}));
     rig.host->setProcessPrecision(true);
     rig.host->prime();

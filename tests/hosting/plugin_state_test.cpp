@@ -145,7 +145,7 @@ TEST(LoadState, LetsAnOpenEditorCatchUp) {
     FakeWindow window;
     rig.host->openEditor(window);
     rig.fake.calls.clear();
-    rig.host->needIdle = true;
+    rig.host->requestIdle();
     static ERect rect{0, 0, 150, 300};
     rig.fake.onDispatch = [](int32_t opcode, int32_t, intptr_t, void* ptr, float) -> intptr_t {
         if (opcode == effEditGetRect)

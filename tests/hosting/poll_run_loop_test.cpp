@@ -1,6 +1,6 @@
 #include "hosting/editor/main_thread.h"
 #include "hosting/editor/main_thread_queue_linux.h"
-#include "hosting/editor/poll_run_loop.h"
+#include "hosting/poll_run_loop.h"
 
 #include <gtest/gtest.h>
 
@@ -32,12 +32,11 @@ struct Pipe {
 TEST(PollRunLoop, TimersTickUntilRemovedAndStopEndsTheRun) {
     PollRunLoop loop;
     int fast = 0, slow = 0;
-    PollRunLoop::TimerId fastTimer = 0;
-    fastTimer = loop.addTimer(1ms, [&] {
+    loop.addTimer(&fast, 1ms, [&] {
         if (++fast == 5)
-            loop.removeTimer(fastTimer); // from inside its own handler
+            loop.removeTimers(&fast); // from inside its own handler
     });
-    loop.addTimer(2ms, [&] {
+    loop.addTimer(&slow, 2ms, [&] {
         if (++slow == 20)
             loop.stop();
     });
@@ -49,7 +48,7 @@ TEST(PollRunLoop, TimersTickUntilRemovedAndStopEndsTheRun) {
 TEST(PollRunLoop, StopBeforeRunIsKept) {
     PollRunLoop loop;
     int ticks = 0;
-    loop.addTimer(1ms, [&] { ++ticks; });
+    loop.addTimer(&ticks, 1ms, [&] { ++ticks; });
     loop.stop();
     loop.run();
     EXPECT_EQ(ticks, 0);
@@ -59,15 +58,15 @@ TEST(PollRunLoop, ReadableDescriptorRunsItsHandler) {
     PollRunLoop loop;
     Pipe first, second;
     std::vector<int> order;
-    loop.addDescriptor(first.ends[0], [&] {
+    loop.addDescriptor(&first, first.ends[0], [&] {
         first.drain();
         order.push_back(1);
         // A handler may remove another descriptor that is ready in the same pass.
-        loop.removeDescriptor(second.ends[0]);
+        loop.removeDescriptors(&second);
         second.poke();
     });
-    loop.addDescriptor(second.ends[0], [&] { order.push_back(2); });
-    loop.addTimer(20ms, [&] { loop.stop(); });
+    loop.addDescriptor(&second, second.ends[0], [&] { order.push_back(2); });
+    loop.addTimer(&loop, 20ms, [&] { loop.stop(); });
     first.poke();
     second.poke();
     loop.run();
@@ -78,8 +77,8 @@ TEST(PollRunLoop, ReplacingAHandlerKeepsOneWatch) {
     PollRunLoop loop;
     Pipe pipe;
     int oldCalls = 0, newCalls = 0;
-    loop.addDescriptor(pipe.ends[0], [&] { ++oldCalls; });
-    loop.addDescriptor(pipe.ends[0], [&] {
+    loop.addDescriptor(&pipe, pipe.ends[0], [&] { ++oldCalls; });
+    loop.addDescriptor(&pipe, pipe.ends[0], [&] {
         ++newCalls;
         pipe.drain();
         loop.stop();
@@ -109,7 +108,7 @@ TEST(PollRunLoop, DynamicSourcesAreAskedBeforeEveryWait) {
                                    loop.stop();
                                }
                            }});
-    loop.addTimer(5ms, [&] {
+    loop.addTimer(&pipe, 5ms, [&] {
         // Registered after the loop started: the next wait must include it.
         if (registered.empty() && events.empty()) {
             registered.push_back(pipe.ends[0]);
@@ -126,7 +125,7 @@ TEST(MainThreadQueue, FunctionsFromOtherThreadsRunOnTheLoopInOrder) {
     std::vector<int> ran;
     const auto mainThread = std::this_thread::get_id();
     bool onMainThread = true;
-    loop.addDescriptor(queue.wakeDescriptor(), [&] { queue.runPending(); });
+    loop.addDescriptor(&queue, queue.wakeDescriptor(), [&] { queue.runPending(); });
     std::thread poster([&] {
         for (int i = 0; i < 1000; ++i)
             runOnMainThread([&, i] {

@@ -1,9 +1,12 @@
 // The VST 3 bridge's parameters, chunks and editor opcodes.
+#include "tests/common/case_name.h"
 #include "tests/hosting/vst3_bridge_fixture.h"
 
 #include <cstdint>
 
 namespace {
+
+using testing_support::caseName;
 
 using testing_support::linesStartingWith;
 
@@ -89,13 +92,20 @@ TEST_P(BridgeParameterText, FromTheController) {
     EXPECT_STREQ(text, GetParam().text.c_str());
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, BridgeParameterText,
-                         testing::Values(TextCase{effGetParamName, gainIndex, "Gain"},
-                                         TextCase{effGetParamName, polarityIndex, "Polarity"},
-                                         TextCase{effGetParamLabel, gainIndex, "x"},
-                                         TextCase{effGetParamDisplay, gainIndex,
-                                                  "0.5"}, // shows the queued value
-                                         TextCase{effGetParamDisplay, polarityIndex, "off"}));
+INSTANTIATE_TEST_SUITE_P(
+    Table, BridgeParameterText,
+    testing::Values(TextCase{effGetParamName, gainIndex, "Gain"},
+                    TextCase{effGetParamName, polarityIndex, "Polarity"},
+                    TextCase{effGetParamLabel, gainIndex, "x"},
+                    TextCase{effGetParamDisplay, gainIndex, "0.5"}, // shows the queued value
+                    TextCase{effGetParamDisplay, polarityIndex, "off"}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName({c.opcode == effGetParamName    ? "Name"
+                                     : c.opcode == effGetParamLabel ? "Label"
+                                                                    : "Display",
+                                     c.text}));
+    });
 
 TEST(BridgeParameters, PropertiesAutomationBypassAndPrograms) {
     BridgeRig rig("parameter-properties", "");

@@ -127,7 +127,7 @@ TEST(Vst3SettingsFile, PresetImageRoundTripsAndWinsOverValuesQueuedBeforeIt) {
         const Vst3TestEnvironment environment("mono", log);
         auto globals = loaded(bundle, data);
         ASSERT_TRUE(globals->plugin);
-        AEffect* effect = globals->plugin->effect;
+        AEffect* effect = globals->plugin->effect();
         effect->setParameter(effect, 0, 0.25f); // gain x 0.5
         effect->setParameter(effect, 1, 1.0f);  // polarity inverted
         saveStateToFile(*globals);
@@ -146,7 +146,7 @@ TEST(Vst3SettingsFile, PresetImageRoundTripsAndWinsOverValuesQueuedBeforeIt) {
         auto globals = loaded(bundle, data);
         ASSERT_TRUE(globals->plugin);
         loadStateFile(*globals);
-        AEffect* effect = globals->plugin->effect;
+        AEffect* effect = globals->plugin->effect();
         EXPECT_FLOAT_EQ(effect->getParameter(effect, 0), 0.25f);
         EXPECT_FLOAT_EQ(effect->getParameter(effect, 1), 1.0f);
     }
@@ -177,7 +177,7 @@ TEST(Vst3SettingsFile, RealLimiterSettingsSurviveTheRoundTrip) {
         const ThirdPartyLeaksIgnored theirs;
         auto globals = loaded(plugin, data);
         ASSERT_TRUE(globals->plugin);
-        AEffect* effect = globals->plugin->effect;
+        AEffect* effect = globals->plugin->effect();
         ASSERT_EQ(effect->numParams, 3); // release, output ceiling, threshold
         for (int32_t index = 0; index < 3; ++index)
             effect->setParameter(effect, index, 0.0f);

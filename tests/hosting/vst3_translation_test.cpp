@@ -2,6 +2,7 @@
 #include "hosting/vst3/vst3_chunk.h"
 #include "hosting/vst3/vst3_speakers.h"
 #include "hosting/vst3/vst3_text.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,8 @@
 #include <vector>
 
 namespace {
+
+using testing_support::hexText;
 
 VstSpeakerArrangement arrangement(int32_t type, std::initializer_list<int32_t> speakers) {
     VstSpeakerArrangement record{};
@@ -93,7 +96,11 @@ INSTANTIATE_TEST_SUITE_P(Table, SpeakersToVst2,
                                          TypeCase{0x33, 4, kSpeakerArr40Music},
                                          TypeCase{0x3F, 6, kSpeakerArr51},
                                          TypeCase{0x63F, 8, kSpeakerArr71Music},
-                                         TypeCase{0x7, 3, kSpeakerArrUserDefined}));
+                                         TypeCase{0x7, 3, kSpeakerArrUserDefined}),
+                         [](const auto& info) {
+                             const auto& c = info.param;
+                             return std::string("Mask" + hexText(c.mask));
+                         });
 
 TEST(SpeakersToVst2, ChannelCountDecidesMonoAndStereo) {
     // A centre-only bus is mono to VST 2, a side pair is stereo.

@@ -36,6 +36,8 @@ TEST_P(CommandLine, StatusAndMessagesAreExact) {
 }
 
 const std::string missing = "/nonexistent/plugin.so";
+// A folder that holds no module (a shared /tmp may hold anyone's): the build's tests folder.
+const std::string testsFolder = testing_support::builtFile("tests");
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLine,
@@ -75,9 +77,9 @@ INSTANTIATE_TEST_SUITE_P(
                     "/etc/hostname: file too short\nCould not load VST bundle: /etc/hostname\n"
                     "Could not open VST."},
         CommandCase{"DirectoryIsNoModule",
-                    {"has-editor", "--vst", "/tmp", "--vst-version", "2"},
+                    {"has-editor", "--vst", testsFolder, "--vst-version", "2"},
                     255,
-                    "Could not load VST bundle: /tmp\nCould not open VST."},
+                    "Could not load VST bundle: " + testsFolder + "\nCould not open VST."},
         CommandCase{"PathWithALineBreak",
                     {"test", "--vst", "/nonexistent/a\nb.so", "--vst-version", "2"},
                     255,

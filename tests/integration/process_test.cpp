@@ -1,3 +1,4 @@
+#include "tests/common/case_name.h"
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/scratch.h"
@@ -91,12 +92,17 @@ TEST_P(IdentityRoundTrip, ChunkedFramingReturnsTheSameSamples) {
     EXPECT_EQ(result.out.substr(20 + input.size()), std::string(4, '\0')) << "latency reply";
 }
 
-INSTANTIATE_TEST_SUITE_P(Encodings, IdentityRoundTrip,
-                         testing::Values(EncodingCase{8, 1, 2, 1000}, EncodingCase{16, 1, 1, 513},
-                                         EncodingCase{16, 1, 2, 0}, EncodingCase{24, 1, 2, 1500},
-                                         EncodingCase{32, 1, 6, 700}, EncodingCase{32, 3, 2, 2048},
-                                         EncodingCase{64, 3, 32, 100},
-                                         EncodingCase{24, 1, 32, 511}));
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, IdentityRoundTrip,
+    testing::Values(EncodingCase{8, 1, 2, 1000}, EncodingCase{16, 1, 1, 513},
+                    EncodingCase{16, 1, 2, 0}, EncodingCase{24, 1, 2, 1500},
+                    EncodingCase{32, 1, 6, 700}, EncodingCase{32, 3, 2, 2048},
+                    EncodingCase{64, 3, 32, 100}, EncodingCase{24, 1, 32, 511}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string((c.tag == 3 ? "Float" : "Int") + std::to_string(c.bits) + "_Channels" +
+                           std::to_string(c.channels) + "_Frames" + std::to_string(c.frames));
+    });
 
 TEST(Process, DelayComesBackThroughTheTail) {
     const std::string input = exactSamples(16, 1, 1000, 2);

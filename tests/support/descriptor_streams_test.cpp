@@ -1,7 +1,8 @@
-#include "tests/common/test_pipe.h"
 #include "support/descriptor_wait.h"
 #include "support/errors.h"
 #include "support/stream_unix.h"
+#include "tests/common/case_name.h"
+#include "tests/common/test_pipe.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 namespace {
+
+using testing_support::caseName;
 
 using TestPipe = testing_support::TestPipe;
 
@@ -29,9 +32,15 @@ TEST_P(PollTimes, RoundToMillisecondsWithFloorOfOne) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, PollTimes,
-                         testing::Values(TimeoutCase{-1.0, -1}, TimeoutCase{-0.001, -1}, TimeoutCase{0.0, 0},
-                                         TimeoutCase{0.0001, 1}, TimeoutCase{0.0004, 1},
-                                         TimeoutCase{0.0015, 2}, TimeoutCase{2.5, 2500}));
+                         testing::Values(TimeoutCase{-1.0, -1}, TimeoutCase{-0.001, -1},
+                                         TimeoutCase{0.0, 0}, TimeoutCase{0.0001, 1},
+                                         TimeoutCase{0.0004, 1}, TimeoutCase{0.0015, 2},
+                                         TimeoutCase{2.5, 2500}),
+                         [](const auto& info) {
+                             const auto& c = info.param;
+                             return std::string(
+                                 caseName({testing_support::decimalText(c.seconds)}));
+                         });
 
 // Both the waiting path (time-out set) and the direct path (no limit) must gather pieces.
 class PipeReads : public testing::TestWithParam<double> {};
@@ -62,7 +71,11 @@ TEST_P(PipeReads, EndOfStreamGivesShortRead) {
     EXPECT_THROW(in.readExact(buffer, 1), Vesk::invalid_input);
 }
 
-INSTANTIATE_TEST_SUITE_P(WithAndWithoutTimeout, PipeReads, testing::Values(-1.0, 5.0));
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutTimeout, PipeReads, testing::Values(-1.0, 5.0),
+                         [](const auto& info) {
+                             const auto& c = info.param;
+                             return std::string(c < 0 ? "NoTimeLimit" : "TimeLimit");
+                         });
 
 TEST(DescriptorStreams, IdleReadTimesOut) {
     TestPipe pipe;

@@ -1,4 +1,5 @@
 #include "support/errors.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,8 @@
 #include <functional>
 
 namespace {
+
+using testing_support::caseName;
 
 struct ErrnoCase {
     int code;
@@ -37,7 +40,11 @@ INSTANTIATE_TEST_SUITE_P(
                     ErrnoCase{ENOENT, "file not found", is<Vesk::file_not_found>},
                     ErrnoCase{EACCES, "file access error: Permission denied",
                               is<Vesk::file_access_error>},
-                    ErrnoCase{0, "file access error", is<Vesk::file_access_error>}));
+                    ErrnoCase{0, "file access error", is<Vesk::file_access_error>}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(c.code == 0 ? "NoErrno" : caseName({c.message}));
+    });
 
 TEST(ErrorTree, BasesCatchTheirFamilies) {
     EXPECT_THROW(throw Vesk::invalid_proxy_url(), Vesk::invalid_input);

@@ -1,8 +1,9 @@
-#include "tests/common/scratch.h"
 #include "support/errors.h"
 #include "support/file_paths.h"
 #include "support/named_lock.h"
 #include "support/wide_text.h"
+#include "tests/common/case_name.h"
+#include "tests/common/scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 #include <unistd.h>
 
 namespace {
+
+using testing_support::caseName;
 
 std::wstring wide(const std::string& text) { return Vesk::fromUtf8(text); }
 
@@ -138,12 +141,18 @@ TEST_P(HousekeepingFolders, OnlyTheLastComponentCounts) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, HousekeepingFolders,
-    testing::Values(HousekeepingCase{L"/share/@Recycle", true}, HousekeepingCase{L"/share/#recycle/", true},
+    testing::Values(HousekeepingCase{L"/share/@Recycle", true},
+                    HousekeepingCase{L"/share/#recycle/", true},
                     HousekeepingCase{L"$RECYCLE.BIN", true}, HousekeepingCase{L"/v/@tmp", true},
-                    HousekeepingCase{L"/v/@eaDir", true}, HousekeepingCase{L"/v/@Recently-Snapshot", true},
+                    HousekeepingCase{L"/v/@eaDir", true},
+                    HousekeepingCase{L"/v/@Recently-Snapshot", true},
                     HousekeepingCase{L"/v/_gsdata_", true}, HousekeepingCase{L"/v/@recycle", false},
                     HousekeepingCase{L"/@eaDir/music", false}, HousekeepingCase{L"/v/@tmp2", false},
-                    HousekeepingCase{L"", false}));
+                    HousekeepingCase{L"", false}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName({Vesk::toUtf8(c.path)}));
+    });
 
 TEST(RewriteFiles, NamesAndLeftovers) {
     const std::string pid = std::to_string(::getpid());

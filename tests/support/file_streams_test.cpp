@@ -1,5 +1,6 @@
 #include "support/errors.h"
 #include "support/file_stream.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,8 @@
 #include <sys/stat.h>
 
 namespace {
+
+using testing_support::caseName;
 
 class FileStreams : public testing::Test {
 protected:
@@ -80,7 +83,11 @@ INSTANTIATE_TEST_SUITE_P(
     Table, FileOpenFailures,
     testing::Values(OpenFailure{"missing", false, "file not found"},
                     OpenFailure{"no/such/dir/x", true, "file not found"},
-                    OpenFailure{"folder", true, "file access error: Is a directory"}));
+                    OpenFailure{"folder", true, "file access error: Is a directory"}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName({c.forWriting ? "Write" : "Read", c.name}));
+    });
 
 TEST(NetworkNames, SchemeIsCaseInsensitive) {
     EXPECT_TRUE(Vesk::isNetworkName("http://x"));

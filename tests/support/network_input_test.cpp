@@ -3,6 +3,7 @@
 #include "support/network/network_input.h"
 #include "support/thread.h"
 #include "support/wait_for_any.h"
+#include "tests/common/case_name.h"
 #include "tests/common/http_test_server.h"
 #include "tests/common/scratch.h"
 
@@ -17,6 +18,8 @@
 #include <typeinfo>
 
 namespace {
+
+using testing_support::caseName;
 
 using testing_support::HttpTestServer;
 
@@ -287,6 +290,10 @@ INSTANTIATE_TEST_SUITE_P(Table, UrlForMessages,
                                                "http://host/path@not-a-user"},
                                          Shown{"http://host?q=a@b", "http://host?q=a@b"},
                                          Shown{"http://host#x@y", "http://host#x@y"},
-                                         Shown{"not a url@all", "not a url@all"}));
+                                         Shown{"not a url@all", "not a url@all"}),
+                         [](const auto& info) {
+                             const auto& c = info.param;
+                             return std::string(caseName({c.url}));
+                         });
 
 } // namespace

@@ -1,9 +1,10 @@
-#include "tests/common/test_pipe.h"
 #include "support/errors.h"
 #include "support/stream_unix.h"
 #include "support/thread.h"
 #include "support/thread_platform.h"
 #include "support/wait_for_any.h"
+#include "tests/common/case_name.h"
+#include "tests/common/test_pipe.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,8 @@
 #include <unistd.h>
 
 namespace {
+
+using testing_support::caseName;
 
 using clock_type = std::chrono::steady_clock;
 
@@ -162,13 +165,18 @@ TEST_P(ThreadNames, ShortenedKeepingHeadAndTail) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, ThreadNames,
-    testing::Values(NameCase{"live worker", 15, "live worker"}, NameCase{"exactly15chars!", 15, "exactly15chars!"},
+    testing::Values(NameCase{"live worker", 15, "live worker"},
+                    NameCase{"exactly15chars!", 15, "exactly15chars!"},
                     NameCase{"audio processing 12", 15, "audio p~sing 12"},
                     NameCase{"timer thread number 3", 15, "timer t~umber 3"},
                     // Multi-byte characters are never split.
                     NameCase{"\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9-worker-\xC3\xA9\xC3\xA9", 15,
                              "\xC3\xA9\xC3\xA9\xC3\xA9~ker-\xC3\xA9\xC3\xA9"},
-                    NameCase{"abcdef", 2, "ab"}));
+                    NameCase{"abcdef", 2, "ab"}),
+    [](const auto& info) {
+        const auto& c = info.param;
+        return std::string(caseName({c.given, std::to_string(c.limit)}));
+    });
 
 std::set<std::string> taskNames() {
     std::set<std::string> names;

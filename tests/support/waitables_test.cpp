@@ -5,6 +5,7 @@
 #include "support/wait_for_any.h"
 #include "support/waitable.h"
 #include "support/waitable_counter.h"
+#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,8 @@
 #include <vector>
 
 namespace {
+
+using testing_support::caseName;
 
 using clock_type = std::chrono::steady_clock;
 
@@ -38,9 +41,16 @@ TEST_P(WaitForAnyIndex, ReturnsFirstSignalledObjectInOrder) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, WaitForAnyIndex,
-                         testing::Values(AnyCase{{}, 0.0, -1}, AnyCase{{}, 0.05, -1}, AnyCase{{1}, 0.0, 1},
-                                         AnyCase{{2}, -1.0, 2}, AnyCase{{0, 2}, 0.0, 0},
-                                         AnyCase{{1, 2}, 5.0, 1}));
+                         testing::Values(AnyCase{{}, 0.0, -1}, AnyCase{{}, 0.05, -1},
+                                         AnyCase{{1}, 0.0, 1}, AnyCase{{2}, -1.0, 2},
+                                         AnyCase{{0, 2}, 0.0, 0}, AnyCase{{1, 2}, 5.0, 1}),
+                         [](const auto& info) {
+                             std::string name = "Set";
+                             for (const int i : info.param.signalled)
+                                 name += std::to_string(i);
+                             return name + "_" +
+                                    caseName({testing_support::decimalText(info.param.timeout)});
+                         });
 
 TEST(Waitables, SignalIsLevelAndSingleByte) {
     Vesk::waitable object;

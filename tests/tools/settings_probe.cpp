@@ -33,13 +33,13 @@ int main(int argc, char** argv) {
             return 2;
         const int index = std::atoi(assignment.substr(0, equals).c_str());
         const float value = std::strtof(assignment.c_str() + equals + 1, nullptr);
-        host.effect->setParameter(host.effect, index, value);
+        host.effect()->setParameter(host.effect(), index, value);
     }
     const auto settings = saveState(host);
     std::ofstream(argv[2], std::ios::binary)
         .write(reinterpret_cast<const char*>(settings.data()),
                static_cast<std::streamsize>(settings.size()));
     std::printf("params %d chunks %s\n", host.parameterCount(),
-                (host.effect->flags & effFlagsProgramChunks) != 0 ? "yes" : "no");
+                (host.effect()->flags & effFlagsProgramChunks) != 0 ? "yes" : "no");
     return 0;
 }
