@@ -11,7 +11,7 @@
 #endif
 
 // Decodes interleaved mono or stereo 16-bit samples into channel runs four frames at a time, with
-// the same arithmetic as sampleCodecs::int16::decode (an exact int-to-float conversion and a
+// the same arithmetic as sampleCodecs::Int16::decode (an exact int-to-float conversion and a
 // multiplication by 2^-15), eight frames at a time where the processor has AVX2. Frames from
 // `first` on; returns where it stopped; the caller decodes the rest one at a time.
 // Other encodings and layouts, and other processors, decode one sample at a time, which the

@@ -30,7 +30,7 @@ void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, u
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
     const size_t frameBytes = size_t{stride} * Codec::size;
     uint32_t done = 0;
-    if constexpr (std::is_same_v<Codec, sampleCodecs::int16> && (Fixed == 1 || Fixed == 2)) {
+    if constexpr (std::is_same_v<Codec, sampleCodecs::Int16> && (Fixed == 1 || Fixed == 2)) {
         if constexpr (Wide)
             done = sampleCodecs::decodeInt16Wide<T, Fixed>(source, buffers, frames);
         done = sampleCodecs::decodeInt16Vectors<T, Fixed>(source, buffers, done, frames);
@@ -80,7 +80,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
 template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t channels,
                    uint32_t frames) {
-    if constexpr (Wide && std::is_same_v<Codec, sampleCodecs::int16> && Fixed == 2) {
+    if constexpr (Wide && std::is_same_v<Codec, sampleCodecs::Int16> && Fixed == 2) {
         // The commonest layout in one pass; the last few frames go the two-step way.
         const uint32_t done =
             sampleCodecs::writeInt16StereoWide(buffers[0], buffers[1], destination, frames);
@@ -204,7 +204,7 @@ template <typename T> template <typename Codec> void FmtConverter2<T>::choose() 
     // AVX2 forms: 16-bit reads, and the rounding of integer writes.
     const bool wide = sampleCodecs::wideVectorsAvailable();
     readFrames = readerFor<T, Codec, false>(inputCount);
-    if constexpr (std::is_same_v<Codec, sampleCodecs::int16>)
+    if constexpr (std::is_same_v<Codec, sampleCodecs::Int16>)
         if (wide)
             readFrames = readerFor<T, Codec, true>(inputCount);
     writeFrames = writerFor<T, Codec, false>(outputCount);

@@ -288,14 +288,14 @@ __attribute__((target("avx2"), noinline)) uint32_t quantiseWide(const double* in
 
 // Eight samples of a channel as 16-bit codes in 32-bit lanes.
 __attribute__((target("avx2"))) inline __m256i int16CodesWide(const float* in) {
-    const __m256 v = _mm256_mul_ps(_mm256_loadu_ps(in), _mm256_set1_ps(float(int16::scale)));
-    return roundEightWide(v, _mm256_set1_ps(float(int16::low)), _mm256_set1_ps(float(int16::high)));
+    const __m256 v = _mm256_mul_ps(_mm256_loadu_ps(in), _mm256_set1_ps(float(Int16::scale)));
+    return roundEightWide(v, _mm256_set1_ps(float(Int16::low)), _mm256_set1_ps(float(Int16::high)));
 }
 
 __attribute__((target("avx2"))) inline __m256i int16CodesWide(const double* in) {
-    const __m256d scale = _mm256_set1_pd(int16::scale);
-    const __m256d low = _mm256_set1_pd(int16::low);
-    const __m256d high = _mm256_set1_pd(int16::high);
+    const __m256d scale = _mm256_set1_pd(Int16::scale);
+    const __m256d low = _mm256_set1_pd(Int16::low);
+    const __m256d high = _mm256_set1_pd(Int16::high);
     return _mm256_set_m128i(quantiseFourWide(in + 4, scale, low, high),
                             quantiseFourWide(in, scale, low, high));
 }
