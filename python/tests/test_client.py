@@ -11,8 +11,7 @@ import vst_adapter as va
 BUILD = Path(__file__).resolve().parents[2] / "build" / "dev"
 BINARY = os.environ.get("VST_ADAPTER", str(BUILD / "vst-adapter"))
 TEST_EFFECT = os.environ.get("TEST_EFFECT_PATH", str(BUILD / "tests" / "plugins" / "test_effect.so"))
-COMP_VST2 = "/usr/lib/vst/ZamCompX2-vst.so"
-COMP_VST3 = "/usr/lib/vst3/ZamCompX2.vst3"
+COMP_VST2, COMP_VST3 = "/usr/lib/vst/ZamCompX2-vst.so", "/usr/lib/vst3/ZamCompX2.vst3"
 
 
 def installed(path, *values):
@@ -32,7 +31,7 @@ def noise(frames=3000, dtype=np.float32):
 
 
 @pytest.mark.parametrize("path", [installed(COMP_VST2), installed(COMP_VST3)])
-@pytest.mark.parametrize("dtype, bits, tag", [(np.float32, 32, 3), (np.int16, 16, 1), (np.float64, 64, 3)])
+@pytest.mark.parametrize("dtype, bits, tag", [(np.int16, 16, 1), (np.float64, 64, 3)])
 def test_output_and_tail_match_the_command_line(path, dtype, bits, tag):
     audio = noise(20000, dtype)  # more than one message, not a whole number of them
     with va.Plugin(path, 44100, 2, bits=bits) as plugin:
@@ -44,43 +43,27 @@ def test_output_and_tail_match_the_command_line(path, dtype, bits, tag):
     assert through_python.tobytes() == command_line.stdout
 
 
-@pytest.mark.parametrize("path, words, status, message", [
-    (TEST_EFFECT, "crash", -11,
-     "VST crashed with SIGSEGV (stage: processing)\nthe worker was killed by SIGSEGV"),
-    ("/nonexistent.so", "", 255, "Could not load VST bundle: /nonexistent.so\nCould not open VST."),
-    (TEST_EFFECT, "outputs=1", 255, "unsupported stream format"),
-])
-def test_a_failing_worker_raises_and_python_goes_on(monkeypatch, path, words, status, message):
-    monkeypatch.setenv("TEST_EFFECT", words)
-    plugin = va.Plugin(path, 44100, 2)
-    with pytest.raises(va.PluginError) as failure:
-        with plugin:
-            plugin.process(noise())
-    assert (failure.value.status, failure.value.message) == (status, message)
+def test_a_crashing_worker_raises_and_python_goes_on(monkeypatch):
+    monkeypatch.setenv("TEST_EFFECT", "crash")
+    plugin = va.Plugin(TEST_EFFECT, 44100, 2)
+    with pytest.raises(va.PluginError) as failure, plugin:
+        plugin.process(noise())
+    assert (failure.value.status, failure.value.message) == (
+        -11, "VST crashed with SIGSEGV (stage: processing)\nthe worker was killed by SIGSEGV")
     with pytest.raises(va.PluginError):
         plugin.process(noise())
 
 
-def test_latency_tail_and_streaming(monkeypatch):
-    monkeypatch.setenv("TEST_EFFECT", "delay=100")
-    audio = noise()
-    with va.Plugin(TEST_EFFECT, 44100, 2) as plugin:
-        pieces = list(plugin.stream(np.array_split(audio, 3)))
-        assert plugin.latency == 100
-    assert len(pieces[-1]) == 100
-    assert np.array_equal(np.concatenate(pieces)[100:], audio)
-
-
-@pytest.mark.parametrize("path, key, makeup", [installed(COMP_VST2, 5, 0.5), installed(COMP_VST3, 8, 0.5)])
-def test_parameters_are_heard_and_listed(path, key, makeup):
-    audio = noise(dtype=np.float32) * 0.1
+@pytest.mark.parametrize("path, key", [installed(COMP_VST2, 5), installed(COMP_VST3, 8)])
+def test_parameters_are_heard_and_listed(path, key):
+    audio = noise() * 0.1
     with va.Plugin(path, 44100, 2) as plugin:
         before = plugin.process(audio)
-        plugin.set_parameters({key: makeup})
+        plugin.set_parameters({key: 0.5})
         louder = plugin.process(audio)
         listed = {parameter.number: parameter for parameter in plugin.parameters()}
     assert np.abs(louder).max() > 3 * np.abs(before).max()
-    assert (listed[key].name, listed[key].value, listed[key].label) == ("Makeup", makeup, "dB")
+    assert (listed[key].name, listed[key].value, listed[key].label) == ("Makeup", 0.5, "dB")
 
 
 def test_state_is_heard_and_reopen_forgets_it():
@@ -92,15 +75,3 @@ def test_state_is_heard_and_reopen_forgets_it():
         again = plugin.process(audio)
     assert np.array_equal(quieter, audio * np.float32(0.25))
     assert np.array_equal(again, audio)
-
-
-def test_module_functions(monkeypatch, tmp_path):
-    monkeypatch.setenv("TEST_EFFECT", "inputs=1,no-params")
-    assert va.test(TEST_EFFECT) and not va.test("/nonexistent.so")
-    assert not va.has_editor(TEST_EFFECT)
-    pins = va.info(TEST_EFFECT)
-    assert [len(pins["inputs"]), len(pins["outputs"])] == [1, 2]
-    assert pins["outputs"][1].arrangement_type == 1  # stereo
-    with pytest.raises(va.PluginError) as failure:
-        va.configure(TEST_EFFECT, data=tmp_path / "settings")
-    assert failure.value.status == 255

@@ -1,17 +1,11 @@
 // libFuzzer target: arbitrary bytes as the input of "process --protocol chunked", run in-process
-// through the real command (buffered streams, processor choice, command-line format, framing
-// loop, converter, plug-in host) with the in-tree test plug-in, which copies its inputs to its
-// outputs. Every failure the loop reports is an exception or a false return, caught here; what
-// the fuzzer looks for is a crash, a sanitizer report, a leak, a hang or an allocation that a
-// claimed length drove ahead of the bytes behind it (-malloc_limit_mb, see scripts/fuzz).
-//
-// Byte 0 of an input chooses the set-up (so that every encoding and pin layout is reachable);
-// the rest is the chunked stream. See tests/fuzz/README.md.
+// through the real command with the identity test plug-in. Byte 0 chooses the set-up; the rest
+// is the chunked stream (tests/fuzz/README.md). Failures the loop reports are caught here.
 
 #include "app/commands.h"
 #include "app/vst_globals.h"
-#include "hosting/module/module_library.h"
 #include "hosting/load_failure.h"
+#include "hosting/module/module_library.h"
 #include "hosting/plugin_loading.h"
 #include "support/stream.h"
 #include "support/stream_memory.h"
@@ -43,8 +37,6 @@ struct Pins {
 constexpr Pins pinLayouts[4] = {
     {"", "2"}, {"inputs=1,outputs=1", "1"}, {"inputs=6,outputs=6", "6"}, {"sidechain", "2"}};
 
-// Discards what it is given; the identity plug-in's output is as long as the input, and the
-// fuzzer's inputs are short.
 class discardingSink : public Vesk::streamOut {
   public:
     void write(const void*, uint64_t) override {}
@@ -77,8 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Pins& pins = pinLayouts[(setup >> 5) & 3];
     const bool chunks = (setup & 0x80) != 0;
 
-    // The plug-in reads its behaviour in its entry function: always able to run 64-bit, so the
-    // precision follows "--float64".
+    // Always able to run 64-bit, so the precision follows "--float64".
     std::string words = "double";
     if (*pins.words != '\0')
         words += std::string(",") + pins.words;
@@ -109,7 +100,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         runProcessCommand(globals);
     } catch (const std::exception&) {
-        // A refused stream ends the run with a message; that is the loop working.
     }
     return 0;
 }

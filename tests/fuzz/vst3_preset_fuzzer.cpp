@@ -1,9 +1,6 @@
-// libFuzzer target: arbitrary bytes as a VST 3 settings file, through the adapter's preset
-// loader (the layout check, the bounds-checked stream, the SDK's preset reader) into a
-// component and a controller that read their state the way a careless plug-in might: in pieces,
-// seeking wherever the bytes they read say. The class id is taken from the input itself, so
-// that mutations get past the class check. A crash or a sanitizer report is a finding; every
-// outcome the loader reports is fine.
+// libFuzzer target: arbitrary bytes as a VST 3 settings file through the preset loader, into
+// stand-ins that read their state carelessly (in pieces, seeking where the bytes say). The class
+// id comes from the input, so mutations get past the class check.
 
 #include "hosting/vst3/vst3_preset.h"
 #include "hosting/vst3/vst3_preset_layout.h"
@@ -43,9 +40,11 @@ tresult readCarelessly(IBStream* state) {
     return kResultOk;
 }
 
-class FuzzComponent final : public IComponent {
+// Both parts in one object: the calls they share read the same way.
+class FuzzPlugin final : public IComponent, public IEditController {
   public:
     tresult PLUGIN_API setState(IBStream* state) override { return readCarelessly(state); }
+    tresult PLUGIN_API setComponentState(IBStream* state) override { return readCarelessly(state); }
     tresult PLUGIN_API getState(IBStream*) override { return kNotImplemented; }
     tresult PLUGIN_API initialize(FUnknown*) override { return kResultOk; }
     tresult PLUGIN_API terminate() override { return kResultOk; }
@@ -62,19 +61,6 @@ class FuzzComponent final : public IComponent {
         return kInvalidArgument;
     }
     tresult PLUGIN_API setActive(TBool) override { return kResultOk; }
-    tresult PLUGIN_API queryInterface(const TUID, void** object) override {
-        *object = nullptr;
-        return kNoInterface;
-    }
-    uint32 PLUGIN_API addRef() override { return 1; }
-    uint32 PLUGIN_API release() override { return 1; }
-};
-
-class FuzzController final : public IEditController {
-  public:
-    tresult PLUGIN_API setComponentState(IBStream* state) override { return readCarelessly(state); }
-    tresult PLUGIN_API setState(IBStream* state) override { return readCarelessly(state); }
-    tresult PLUGIN_API getState(IBStream*) override { return kNotImplemented; }
     int32 PLUGIN_API getParameterCount() override { return 0; }
     tresult PLUGIN_API getParameterInfo(int32, ParameterInfo&) override { return kInvalidArgument; }
     tresult PLUGIN_API getParamStringByValue(ParamID, ParamValue, String128) override {
@@ -93,8 +79,6 @@ class FuzzController final : public IEditController {
     tresult PLUGIN_API setParamNormalized(ParamID, ParamValue) override { return kResultOk; }
     tresult PLUGIN_API setComponentHandler(IComponentHandler*) override { return kResultOk; }
     IPlugView* PLUGIN_API createView(FIDString) override { return nullptr; }
-    tresult PLUGIN_API initialize(FUnknown*) override { return kResultOk; }
-    tresult PLUGIN_API terminate() override { return kResultOk; }
     tresult PLUGIN_API queryInterface(const TUID, void** object) override {
         *object = nullptr;
         return kNoInterface;
@@ -110,9 +94,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FUID classId;
     if (size >= vst3_preset_layout::headerBytes)
         classId.fromString(vst3_preset_layout::classIdText(bytes).c_str());
-    FuzzComponent component;
-    FuzzController controller;
-    loadVst3Preset(bytes, classId, &component, &controller);
-    loadVst3Preset(bytes, classId, &component, nullptr);
+    FuzzPlugin plugin;
+    loadVst3Preset(bytes, classId, &plugin, &plugin);
+    loadVst3Preset(bytes, classId, &plugin, nullptr);
     return 0;
 }
