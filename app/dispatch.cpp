@@ -7,8 +7,8 @@
 
 #include "support/errors.h"
 #include "support/file_stream.h"
-#include "support/network/network_input.h"
 #include "support/message_text.h"
+#include "support/network/network_input.h"
 #include "support/wide_text.h"
 
 #include <cerrno>

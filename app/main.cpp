@@ -1,3 +1,5 @@
 #include "app/adapter_main.h"
 
-int main(int argc, char** argv) { return adapterMain(argc, argv); }
+int main(int argc, char** argv) {
+    return adapterMain(argc, argv);
+}

@@ -7,7 +7,6 @@
 #include "hosting/plugin_stage.h"
 #include "support/message_text.h"
 
-
 namespace {
 
 std::unique_ptr<PluginHost> newHost(const VSTGlobals& globals) {

@@ -1,6 +1,6 @@
 #include "app/commands.h"
-#include "app/state_file.h"
 #include "app/fatal_reports.h"
+#include "app/state_file.h"
 
 #include "audio/framing.h"
 #include "audio/stream_format.h"

@@ -1,5 +1,6 @@
 #include "audio/fmt_converter.h"
 
+#include "audio/decode_run.h"
 #include "audio/quantise_run.h"
 #include "audio/sample_codecs.h"
 #include "support/errors.h"
@@ -24,21 +25,27 @@ constexpr uint32_t quantisePiece = 256;
 // when it is known at compile time (1, 2, 4 and 8, whose strides the compiler vectorises with
 // shuffles; other fixed counts came out slower than the run-time stride); 0 means the count
 // comes at run time.
-template <typename T, typename Codec, uint32_t Fixed>
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void readChannels(const uint8_t* source, T* const* buffers, uint32_t channels, uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
     const size_t frameBytes = size_t{stride} * Codec::size;
+    uint32_t done = 0;
+    if constexpr (std::is_same_v<Codec, sampleCodecs::Int16> && (Fixed == 1 || Fixed == 2)) {
+        if constexpr (Wide)
+            done = sampleCodecs::decodeInt16Wide<T, Fixed>(source, buffers, frames);
+        done = sampleCodecs::decodeInt16Vectors<T, Fixed>(source, buffers, done, frames);
+    }
     for (uint32_t c = 0; c < stride; ++c) {
         T* __restrict out = buffers[c];
         const uint8_t* __restrict in = source + size_t{c} * Codec::size;
-        for (uint32_t i = 0; i < frames; ++i)
+        for (uint32_t i = done; i < frames; ++i)
             out[i] = Codec::template decode<T>(in + i * frameBytes);
     }
 }
 
 // Fixed counts pack all channels of a frame together, which the compiler turns into vector
-// interleaving; other counts pack channel by channel.
-template <typename T, typename Codec, uint32_t Fixed>
+// interleaving; other counts pack channel by channel. `Wide`: the processor has AVX2.
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t channels,
                     uint32_t frames) {
     const uint32_t stride = Fixed != 0 ? Fixed : channels;
@@ -50,7 +57,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
         if constexpr (Fixed != 0) {
             const int32_t* runs[Fixed];
             for (uint32_t c = 0; c < Fixed; ++c) {
-                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[c], count);
+                sampleCodecs::quantiseRun<Codec, Wide>(buffers[c] + start, quantised[c], count);
                 runs[c] = quantised[c];
             }
             uint32_t i = sampleCodecs::packVectors<Codec, Fixed>(runs, out, count);
@@ -61,7 +68,7 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
                     Codec::pack(quantised[c][i], out + i * frameBytes + c * Codec::size);
         } else {
             for (uint32_t c = 0; c < stride; ++c) {
-                sampleCodecs::quantiseRun<Codec>(buffers[c] + start, quantised[0], count);
+                sampleCodecs::quantiseRun<Codec, Wide>(buffers[c] + start, quantised[0], count);
                 uint8_t* channelOut = out + size_t{c} * Codec::size;
                 for (uint32_t i = 0; i < count; ++i)
                     Codec::pack(quantised[0][i], channelOut + i * frameBytes);
@@ -70,12 +77,19 @@ void writeQuantised(uint8_t* destination, const T* const* buffers, uint32_t chan
     }
 }
 
-template <typename T, typename Codec, uint32_t Fixed>
+template <typename T, typename Codec, uint32_t Fixed, bool Wide>
 void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t channels,
                    uint32_t frames) {
-    if constexpr (quantisedCodec<Codec>) {
+    if constexpr (Wide && std::is_same_v<Codec, sampleCodecs::Int16> && Fixed == 2) {
+        // The commonest layout in one pass; the last few frames go the two-step way.
+        const uint32_t done =
+            sampleCodecs::writeInt16StereoWide(buffers[0], buffers[1], destination, frames);
+        const T* const rest[2] = {buffers[0] + done, buffers[1] + done};
+        writeQuantised<T, Codec, Fixed, Wide>(destination + size_t{done} * 4, rest, channels,
+                                              frames - done);
+    } else if constexpr (quantisedCodec<Codec>) {
         // Rounding and packing in one loop defeats the vectoriser; split, both run fast.
-        writeQuantised<T, Codec, Fixed>(destination, buffers, channels, frames);
+        writeQuantised<T, Codec, Fixed, Wide>(destination, buffers, channels, frames);
     } else {
         const uint32_t stride = Fixed != 0 ? Fixed : channels;
         const size_t frameBytes = size_t{stride} * Codec::size;
@@ -88,50 +102,50 @@ void writeChannels(uint8_t* destination, const T* const* buffers, uint32_t chann
     }
 }
 
-template <typename T, typename Codec>
+template <typename T, typename Codec, bool Wide>
 auto readerFor(uint32_t channels) -> void (*)(const uint8_t*, T* const*, uint32_t, uint32_t) {
     switch (channels) {
     case 1:
-        return readChannels<T, Codec, 1>;
+        return readChannels<T, Codec, 1, Wide>;
     case 2:
-        return readChannels<T, Codec, 2>;
+        return readChannels<T, Codec, 2, Wide>;
     case 4:
-        return readChannels<T, Codec, 4>;
+        return readChannels<T, Codec, 4, Wide>;
     case 8:
-        return readChannels<T, Codec, 8>;
+        return readChannels<T, Codec, 8, Wide>;
     default:
-        return readChannels<T, Codec, 0>;
+        return readChannels<T, Codec, 0, Wide>;
     }
 }
 
-template <typename T, typename Codec>
+template <typename T, typename Codec, bool Wide>
 auto writerFor(uint32_t channels) -> void (*)(uint8_t*, const T* const*, uint32_t, uint32_t) {
     // 8-bit frames of up to 8 channels are interleaved as whole frames (packByteFrames).
     if constexpr (std::is_same_v<Codec, sampleCodecs::UInt8>) {
         switch (channels) {
         case 3:
-            return writeChannels<T, Codec, 3>;
+            return writeChannels<T, Codec, 3, Wide>;
         case 5:
-            return writeChannels<T, Codec, 5>;
+            return writeChannels<T, Codec, 5, Wide>;
         case 6:
-            return writeChannels<T, Codec, 6>;
+            return writeChannels<T, Codec, 6, Wide>;
         case 7:
-            return writeChannels<T, Codec, 7>;
+            return writeChannels<T, Codec, 7, Wide>;
         default:
             break;
         }
     }
     switch (channels) {
     case 1:
-        return writeChannels<T, Codec, 1>;
+        return writeChannels<T, Codec, 1, Wide>;
     case 2:
-        return writeChannels<T, Codec, 2>;
+        return writeChannels<T, Codec, 2, Wide>;
     case 4:
-        return writeChannels<T, Codec, 4>;
+        return writeChannels<T, Codec, 4, Wide>;
     case 8:
-        return writeChannels<T, Codec, 8>;
+        return writeChannels<T, Codec, 8, Wide>;
     default:
-        return writeChannels<T, Codec, 0>;
+        return writeChannels<T, Codec, 0, Wide>;
     }
 }
 
@@ -187,8 +201,16 @@ bool FmtConverter2<T>::setup(uint32_t inputChannels, uint32_t outputChannels, in
 }
 
 template <typename T> template <typename Codec> void FmtConverter2<T>::choose() {
-    readFrames = readerFor<T, Codec>(inputCount);
-    writeFrames = writerFor<T, Codec>(outputCount);
+    // AVX2 forms: 16-bit reads, and the rounding of integer writes.
+    const bool wide = sampleCodecs::wideVectorsAvailable();
+    readFrames = readerFor<T, Codec, false>(inputCount);
+    if constexpr (std::is_same_v<Codec, sampleCodecs::Int16>)
+        if (wide)
+            readFrames = readerFor<T, Codec, true>(inputCount);
+    writeFrames = writerFor<T, Codec, false>(outputCount);
+    if constexpr (quantisedCodec<Codec>)
+        if (wide)
+            writeFrames = writerFor<T, Codec, true>(outputCount);
 }
 
 template <typename T> template <typename Stored> void FmtConverter2<T>::setupType() {

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -279,6 +280,17 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
     if (!formatSet)
         formatNotSet();
     for (;;) {
+        // A whole block at hand is converted where it lies; anything less is gathered as
+        // readFrames does, so the blocks are the same either way.
+        const uint32_t blockBytes = processor.inputBlockBytes();
+        if (blockBytes != 0) {
+            const std::span<const uint8_t> lent = input.lendSome();
+            if (lent.size() >= blockBytes) {
+                processor.processBytes(lent.data(), blockBytes);
+                input.consumeLent(blockBytes);
+                continue;
+            }
+        }
         const uint64_t got = readFrames(input, processor.byteBuffer(), processor.inputBlockBytes(),
                                         processor.inputFrameBytes());
         if (got == 0)

@@ -5,6 +5,7 @@
 #include "hosting/load_failure.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/plugin_slot.h"
+#include "support/stream.h"
 
 #include <algorithm>
 #include <limits>
@@ -76,6 +77,13 @@ template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uin
     if (!runBlock(frames))
         throw std::runtime_error("VST processing failure");
     if (output() != nullptr && !outputMuted()) {
+        // Straight into the output's buffer where it lends room, saving a copy.
+        const uint64_t length = uint64_t{outputFrameBytes()} * frames;
+        if (uint8_t* space = output()->lendSpace(length)) {
+            converter.writer(space, frames);
+            output()->commitLent(length);
+            return;
+        }
         converter.writer(byteBuffer(), frames);
         emitOutputFrames(frames);
     }

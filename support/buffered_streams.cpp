@@ -33,6 +33,18 @@ void bufferedStreamOut::write(const void* data, uint64_t length) {
     used += length;
 }
 
+uint8_t* bufferedStreamOut::lendSpace(uint64_t length) {
+    if (length == 0 || length >= buffer.size())
+        return nullptr;
+    if (used + length > buffer.size())
+        drain();
+    return buffer.data() + used;
+}
+
+void bufferedStreamOut::commitLent(uint64_t length) {
+    used += length;
+}
+
 void bufferedStreamOut::flush() {
     drain();
     sink->flush();
@@ -112,6 +124,14 @@ uint64_t bufferedStreamIn::readSome(void* data, uint64_t length) {
     while (done < length && refill(false) != 0)
         done += take(bytes + done, length - done);
     return done;
+}
+
+std::span<const uint8_t> bufferedStreamIn::lendSome() {
+    return {buffer.data() + start, end - start};
+}
+
+void bufferedStreamIn::consumeLent(uint64_t count) {
+    start += std::min<uint64_t>(count, end - start);
 }
 
 void bufferedStreamIn::waitReady() {

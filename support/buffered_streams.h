@@ -21,6 +21,9 @@ class bufferedStreamOut : public streamOut {
 
     void write(const void* buffer, uint64_t length) override;
     void flush() override;
+    // Room in the buffer, drained first as write would; none for what write would not copy.
+    uint8_t* lendSpace(uint64_t length) override;
+    void commitLent(uint64_t length) override;
     uint64_t pending() const { return used; }
 
   private:
@@ -47,6 +50,8 @@ class bufferedStreamIn : public streamIn {
     uint64_t readSome(void* buffer, uint64_t length) override;
     void waitReady() override;
     bool isReady() override;
+    std::span<const uint8_t> lendSome() override;
+    void consumeLent(uint64_t count) override;
 
   private:
     // Refills the empty buffer; waits only when `mayWait`. 0 at the end of the source (or, when

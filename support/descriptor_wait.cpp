@@ -23,7 +23,9 @@ int pollMilliseconds(double timeoutSeconds) {
 
 namespace {
 
-short eventsFor(waitDirection direction) { return direction == waitDirection::read ? POLLIN : POLLOUT; }
+short eventsFor(waitDirection direction) {
+    return direction == waitDirection::read ? POLLIN : POLLOUT;
+}
 
 } // namespace
 

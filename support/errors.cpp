@@ -30,13 +30,16 @@ std::wstring errnoDescription(int code) {
     return text;
 }
 
-std::wstring errnoDescription() { return errnoDescription(errno); }
+std::wstring errnoDescription() {
+    return errnoDescription(errno);
+}
 
 std::wstring openErrorMessage(const std::wstring& path) {
     if (path.empty())
         return L"No file specified!";
     const int code = errno;
-    std::wstring message = L"Error opening file '" + path + L"', check no other program has it open.";
+    std::wstring message =
+        L"Error opening file '" + path + L"', check no other program has it open.";
     // A system text too short to say anything is left out together with its number.
     if (std::strlen(std::strerror(code)) >= 2)
         message += L' ' + errnoDescription(code);

@@ -10,14 +10,14 @@ namespace Vesk {
 struct invalid_input : std::runtime_error {
     invalid_input() : std::runtime_error("invalid input") {}
 
-protected:
+  protected:
     explicit invalid_input(const char* message) : std::runtime_error(message) {}
 };
 
 struct invalid_url : invalid_input {
     invalid_url() : invalid_input("invalid URL") {}
 
-protected:
+  protected:
     explicit invalid_url(const char* message) : invalid_input(message) {}
 };
 
@@ -31,7 +31,7 @@ struct file_access_error : std::runtime_error {
     // "file access error: No space left on device".
     explicit file_access_error(int code);
 
-protected:
+  protected:
     explicit file_access_error(const char* message) : std::runtime_error(message) {}
 };
 
@@ -70,7 +70,7 @@ struct function_interrupted : std::runtime_error {
 struct network_error : std::runtime_error {
     network_error() : std::runtime_error("network error") {}
 
-protected:
+  protected:
     explicit network_error(const char* message) : std::runtime_error(message) {}
 };
 

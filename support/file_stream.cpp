@@ -14,9 +14,13 @@ namespace {
 constexpr uint64_t largestTransfer = 1u << 30;
 }
 
-bool fileIn::queryProperty(const std::string&, std::string&) { return false; }
+bool fileIn::queryProperty(const std::string&, std::string&) {
+    return false;
+}
 
-fileInOutImpl_posix::~fileInOutImpl_posix() { close(); }
+fileInOutImpl_posix::~fileInOutImpl_posix() {
+    close();
+}
 
 void fileInOutImpl_posix::close() {
     if (descriptor >= 0)
@@ -32,7 +36,9 @@ void fileInOutImpl_posix::open(const std::string& path, int flags) {
     descriptor = fd;
 }
 
-void fileInOutImpl_posix::openForReading(const std::string& path) { open(path, O_RDONLY); }
+void fileInOutImpl_posix::openForReading(const std::string& path) {
+    open(path, O_RDONLY);
+}
 
 void fileInOutImpl_posix::openForWriting(const std::string& path) {
     open(path, O_RDWR | O_CREAT | O_TRUNC);
@@ -108,8 +114,8 @@ void fileInOutImpl_posix::write(const void* buffer, uint64_t length) {
     const auto* bytes = static_cast<const unsigned char*>(buffer);
     uint64_t done = 0;
     while (done < length) {
-        const ssize_t put =
-            ::write(fd, bytes + done, static_cast<size_t>(std::min(length - done, largestTransfer)));
+        const ssize_t put = ::write(fd, bytes + done,
+                                    static_cast<size_t>(std::min(length - done, largestTransfer)));
         if (put < 0 && errno == EINTR)
             continue;
         if (put <= 0)

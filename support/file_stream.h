@@ -10,7 +10,7 @@
 namespace Vesk {
 
 class fileIn : public streamIn {
-public:
+  public:
     virtual bool canSeek() { return true; }
     virtual void seek(uint64_t position) = 0;
     virtual uint64_t tell() = 0;
@@ -20,13 +20,13 @@ public:
 };
 
 class fileInOut : public fileIn, public streamOut {
-public:
+  public:
     virtual void setLength(uint64_t length) = 0;
     void write(const void* buffer, uint64_t length) override = 0;
 };
 
 class fileInOutImpl_posix : public fileInOut {
-public:
+  public:
     fileInOutImpl_posix() = default;
     ~fileInOutImpl_posix() override;
     fileInOutImpl_posix(const fileInOutImpl_posix&) = delete;
@@ -47,7 +47,7 @@ public:
     void setLength(uint64_t length) override;
     void write(const void* buffer, uint64_t length) override;
 
-private:
+  private:
     int checkedDescriptor() const;
     void open(const std::string& path, int flags);
 

@@ -13,9 +13,13 @@ namespace Vesk {
 
 XNamedLock::XNamedLock(const std::wstring& name) : lockPath("/tmp/xmutex-" + toUtf8(name)) {}
 
-void XNamedLock::take() { lock(true); }
+void XNamedLock::take() {
+    lock(true);
+}
 
-bool XNamedLock::tryTake() { return lock(false); }
+bool XNamedLock::tryTake() {
+    return lock(false);
+}
 
 bool XNamedLock::lock(bool wait) {
     if (held())
@@ -26,7 +30,8 @@ bool XNamedLock::lock(bool wait) {
         throwFileError();
     ::fchmod(opened.get(), 0666);
     int result;
-    while ((result = ::flock(opened.get(), LOCK_EX | (wait ? 0 : LOCK_NB))) != 0 && errno == EINTR) {
+    while ((result = ::flock(opened.get(), LOCK_EX | (wait ? 0 : LOCK_NB))) != 0 &&
+           errno == EINTR) {
     }
     if (result != 0) {
         if (errno == EWOULDBLOCK)
@@ -37,6 +42,8 @@ bool XNamedLock::lock(bool wait) {
     return true;
 }
 
-void XNamedLock::remove() { ::unlink(lockPath.c_str()); }
+void XNamedLock::remove() {
+    ::unlink(lockPath.c_str());
+}
 
 } // namespace Vesk

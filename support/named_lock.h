@@ -9,7 +9,7 @@
 namespace Vesk {
 
 class XNamedLock {
-public:
+  public:
     explicit XNamedLock(const std::wstring& name);
 
     // Waits for the lock; throws the file error classes when the lock file cannot be opened.
@@ -22,7 +22,7 @@ public:
     void remove();
     const std::string& path() const { return lockPath; }
 
-private:
+  private:
     bool lock(bool wait);
 
     std::string lockPath;

@@ -4,9 +4,13 @@
 
 namespace Vesk {
 
-resourceLock::resourceLock() { set(); }
+resourceLock::resourceLock() {
+    set();
+}
 
-void resourceLock::acquire() { wait(*this); }
+void resourceLock::acquire() {
+    wait(*this);
+}
 
 void resourceLock::release() {
     std::lock_guard lock(stateMutex());

@@ -7,7 +7,7 @@
 namespace Vesk {
 
 class resourceLock : public waitable {
-public:
+  public:
     resourceLock();
 
     // Waits without limit; throws user_abort when the calling thread's aborter fires.
@@ -16,7 +16,7 @@ public:
 
     bool onWake() override;
 
-private:
+  private:
     bool available = true;
 };
 

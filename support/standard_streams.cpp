@@ -26,7 +26,7 @@ std::shared_ptr<streamOut> standardOutput() {
 
 bool fix_stdout() {
     class streamStdOutFix : public streamOutUnix {
-    public:
+      public:
         explicit streamStdOutFix(int fd) : streamOutUnix(fd, -1.0) {}
         ~streamStdOutFix() override {
             if (descriptor >= 0)

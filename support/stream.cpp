@@ -36,7 +36,9 @@ uint64_t streamIn::skipExact(uint64_t count) {
     return done;
 }
 
-uint64_t streamIn::readSome(void* buffer, uint64_t length) { return read(buffer, length); }
+uint64_t streamIn::readSome(void* buffer, uint64_t length) {
+    return read(buffer, length);
+}
 
 uint64_t streamIn::skipSome(uint64_t count) {
     unsigned char scratch[skipPiece];
@@ -57,9 +59,9 @@ uint64_t streamOut::writeSome(const void* buffer, uint64_t length) {
 }
 
 void writeInt32(streamOut& out, uint32_t value) {
-    unsigned char bytes[4] = {static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
-                              static_cast<unsigned char>(value >> 16),
-                              static_cast<unsigned char>(value >> 24)};
+    unsigned char bytes[4] = {
+        static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
+        static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
     out.write(bytes, sizeof bytes);
 }
 

@@ -9,7 +9,7 @@
 namespace Vesk {
 
 class streamInChain : public streamInAsync {
-public:
+  public:
     explicit streamInChain(std::deque<std::shared_ptr<streamIn>> sources)
         : sources(std::move(sources)) {}
     uint64_t readSome(void* buffer, uint64_t length) override;
@@ -17,7 +17,7 @@ public:
     void waitReady() override;
     bool isReady() override;
 
-private:
+  private:
     std::deque<std::shared_ptr<streamIn>> sources;
     unsigned char lookAhead = 0;
     bool holdsLookAhead = false;

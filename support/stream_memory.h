@@ -7,13 +7,13 @@
 namespace Vesk {
 
 class streamInMemRef : public streamIn {
-public:
+  public:
     streamInMemRef(const void* data, uint64_t length)
         : base(static_cast<const unsigned char*>(data)), size(length) {}
     uint64_t read(void* buffer, uint64_t length) override;
     uint64_t skip(uint64_t count) override;
 
-private:
+  private:
     const unsigned char* base;
     uint64_t size;
     uint64_t position = 0;
@@ -21,21 +21,21 @@ private:
 
 // Endless source that repeats a pattern.
 class streamInRepeat : public streamIn {
-public:
+  public:
     // An empty pattern yields zero bytes.
     streamInRepeat(const void* data, uint64_t length)
         : pattern(static_cast<const unsigned char*>(data)), patternLength(length) {}
     uint64_t read(void* buffer, uint64_t length) override;
     uint64_t skip(uint64_t count) override { return count; }
 
-private:
+  private:
     const unsigned char* pattern;
     uint64_t patternLength;
     uint64_t next = 0;
 };
 
 class fileInMemRef : public fileIn {
-public:
+  public:
     fileInMemRef(const void* data, uint64_t length)
         : base(static_cast<const unsigned char*>(data)), length(length) {}
     uint64_t read(void* buffer, uint64_t count) override;
@@ -44,7 +44,7 @@ public:
     uint64_t tell() override { return position; }
     uint64_t size() override { return length; }
 
-private:
+  private:
     const unsigned char* base;
     uint64_t length;
     uint64_t position = 0;

@@ -55,7 +55,9 @@ void streamOutAsync::write(const void* buffer, uint64_t length) {
 namespace {
 // Without a time-out or an aborter a readiness wait cannot change the outcome, so the blocking
 // system call alone does the job with half the system calls.
-bool waitsAreNeeded(double timeout) { return timeout >= 0 || currentAbortDescriptor() >= 0; }
+bool waitsAreNeeded(double timeout) {
+    return timeout >= 0 || currentAbortDescriptor() >= 0;
+}
 } // namespace
 
 uint64_t streamInUnix::read(void* buffer, uint64_t length) {
@@ -89,9 +91,13 @@ uint64_t streamInUnix::readSome(void* buffer, uint64_t length) {
     }
 }
 
-void streamInUnix::waitReady() { waitForDescriptor(descriptor, waitDirection::read, timeout); }
+void streamInUnix::waitReady() {
+    waitForDescriptor(descriptor, waitDirection::read, timeout);
+}
 
-bool streamInUnix::isReady() { return descriptorReady(descriptor, waitDirection::read); }
+bool streamInUnix::isReady() {
+    return descriptorReady(descriptor, waitDirection::read);
+}
 
 void streamOutUnix::write(const void* buffer, uint64_t length) {
     if (waitsAreNeeded(timeout)) {
@@ -125,8 +131,12 @@ uint64_t streamOutUnix::writeSome(const void* buffer, uint64_t length) {
     }
 }
 
-void streamOutUnix::waitReady() { waitForDescriptor(descriptor, waitDirection::write, timeout); }
+void streamOutUnix::waitReady() {
+    waitForDescriptor(descriptor, waitDirection::write, timeout);
+}
 
-bool streamOutUnix::isReady() { return descriptorReady(descriptor, waitDirection::write); }
+bool streamOutUnix::isReady() {
+    return descriptorReady(descriptor, waitDirection::write);
+}
 
 } // namespace Vesk

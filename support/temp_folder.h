@@ -12,7 +12,7 @@
 namespace Vesk {
 
 class XTempFolderScope {
-public:
+  public:
     // Without a prefix the candidates are "XTempFolder-0", "-1", ...; with one, "<prefix>-temp",
     // "<prefix>-temp-1", ... Files left in a taken folder by a process that died are removed.
     // Throws file_access_error when no folder can be made.
@@ -26,7 +26,7 @@ public:
     const std::wstring& folder() const { return path; }
     bool owned() const { return lock.valid(); }
 
-private:
+  private:
     std::wstring path;
     uniqueDescriptor lock;
 };

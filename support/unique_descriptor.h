@@ -7,7 +7,7 @@
 namespace Vesk {
 
 class uniqueDescriptor {
-public:
+  public:
     uniqueDescriptor() = default;
     explicit uniqueDescriptor(int fd) noexcept : descriptor(fd) {}
     ~uniqueDescriptor() { reset(); }
@@ -26,7 +26,7 @@ public:
     // Closes the held descriptor (if any) and takes `fd`.
     void reset(int fd = -1) noexcept;
 
-private:
+  private:
     int descriptor = -1;
 };
 

@@ -44,7 +44,8 @@ int waitForAny(waitable* const* objects, size_t count, double timeoutSeconds) {
             break;
         }
         if (timeoutSeconds >= 0) {
-            remaining = timeoutSeconds - std::chrono::duration<double>(clock::now() - start).count();
+            remaining =
+                timeoutSeconds - std::chrono::duration<double>(clock::now() - start).count();
             // A wake-up that did not count must not turn a spent time-out into a busy loop.
             if (remaining <= 0)
                 return -1;
@@ -62,6 +63,8 @@ bool waitFor(waitable& object, double timeoutSeconds) {
     return waitForAny(objects, 1, timeoutSeconds) == 0;
 }
 
-void sleep(double seconds) { waitForAny(nullptr, 0, seconds); }
+void sleep(double seconds) {
+    waitForAny(nullptr, 0, seconds);
+}
 
 } // namespace Vesk

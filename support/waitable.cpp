@@ -53,6 +53,8 @@ void waitable::reset() {
         pipe.consume();
 }
 
-bool waitable::isSet() const { return pipe.test(); }
+bool waitable::isSet() const {
+    return pipe.test();
+}
 
 } // namespace Vesk

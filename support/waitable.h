@@ -11,7 +11,7 @@ namespace Vesk {
 
 // The pipe pair behind a waitable: signalled exactly while the pipe holds a byte.
 class waitableImpl {
-public:
+  public:
     // Throws std::runtime_error("Pipe creation failure").
     waitableImpl();
 
@@ -21,13 +21,13 @@ public:
     bool test() const;
     void consume();
 
-private:
+  private:
     uniqueDescriptor readEnd;
     uniqueDescriptor writeEnd;
 };
 
 class waitable {
-public:
+  public:
     waitable() = default;
     virtual ~waitable() = default;
     waitable(const waitable&) = delete;
@@ -44,7 +44,7 @@ public:
     // take their signal here.
     virtual bool onWake() { return true; }
 
-protected:
+  protected:
     // Guards the state of every waitable object; never held across a poll().
     static std::mutex& stateMutex();
     waitableImpl pipe;

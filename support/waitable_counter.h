@@ -9,7 +9,7 @@
 namespace Vesk {
 
 class waitableCounter : public waitable {
-public:
+  public:
     explicit waitableCounter(uint32_t initial = 0, bool autoDecrement = false);
 
     uint32_t get() const;
@@ -23,7 +23,7 @@ public:
 
     bool onWake() override;
 
-private:
+  private:
     // Callers hold the state mutex.
     void matchSignalToCount();
 

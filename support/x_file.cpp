@@ -37,7 +37,8 @@ int lockFile(int fd, bool shared, bool wait) {
 
 } // namespace
 
-bool XFile::open(const std::wstring& path, uint32_t access, uint32_t mode, bool reportFailures, bool shared) {
+bool XFile::open(const std::wstring& path, uint32_t access, uint32_t mode, bool reportFailures,
+                 bool shared) {
     close();
     filePath = path;
     report = reportFailures;

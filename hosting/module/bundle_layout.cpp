@@ -25,7 +25,7 @@ std::optional<fs::path> onlyBinaryIn(const fs::path& folder) {
         if (it->path().extension() != binaryExtension || !regularFile(it->path()))
             continue;
         if (found)
-            return std::nullopt;  // more than one: refuse to guess
+            return std::nullopt; // more than one: refuse to guess
         found = it->path();
     }
     return found;
@@ -40,7 +40,8 @@ fs::path withoutTrailingSlash(fs::path folder) {
 
 } // namespace
 
-std::optional<std::string> resolveModuleBinary(const std::string& path, const std::string& architecture) {
+std::optional<std::string> resolveModuleBinary(const std::string& path,
+                                               const std::string& architecture) {
     const fs::path given(path);
     if (regularFile(given))
         return path;
@@ -50,9 +51,10 @@ std::optional<std::string> resolveModuleBinary(const std::string& path, const st
     const fs::path folder = withoutTrailingSlash(given);
     const std::string stem = folder.stem().string();
     const fs::path architectureFolder = folder / "Contents" / architecture;
-    for (const auto& candidate : {regularFile(architectureFolder / (stem + binaryExtension)),
-                                  onlyBinaryIn(architectureFolder),
-                                  regularFile(folder / (stem + binaryExtension)), onlyBinaryIn(folder)}) {
+    for (const auto& candidate :
+         {regularFile(architectureFolder / (stem + binaryExtension)),
+          onlyBinaryIn(architectureFolder), regularFile(folder / (stem + binaryExtension)),
+          onlyBinaryIn(folder)}) {
         if (candidate)
             return candidate->string();
     }

@@ -10,7 +10,8 @@
 //   DIR/<DIR stem>.so                            -> a folder named after its binary
 //   DIR with exactly one .so                     -> that one
 // Anything else names no module.
-std::optional<std::string> resolveModuleBinary(const std::string& path, const std::string& architecture);
+std::optional<std::string> resolveModuleBinary(const std::string& path,
+                                               const std::string& architecture);
 
 // Which binary inside a VST 3 path to load; stricter, as VST 3 fixes its layout:
 //   a file whose name ends in ".vst3"            -> the file itself (single-file packaging)

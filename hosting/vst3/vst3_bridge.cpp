@@ -40,7 +40,7 @@ Vst3Bridge* fromEffect(AEffect* effect) {
 } // namespace
 
 Vst3Bridge* Vst3Bridge::create(IPluginFactory* factory, const TUID classId, int32 vst2Id,
-                                 audioMasterCallback hostCallback) {
+                               audioMasterCallback hostCallback) {
     if (factory == nullptr || hostCallback == nullptr)
         return nullptr;
     std::unique_ptr<Vst3Bridge> bridge(new Vst3Bridge(hostCallback, vst2Id));
@@ -253,7 +253,7 @@ void Vst3Bridge::tearDown() noexcept {
 }
 
 intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index, intptr_t value,
-                                      void* ptr, float opt) {
+                                     void* ptr, float opt) {
     Vst3Bridge* bridge = fromEffect(effect);
     if (bridge == nullptr)
         return 0;
@@ -270,13 +270,13 @@ intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index,
 void Vst3Bridge::processEntry(AEffect*, float**, float**, int32) {}
 
 void Vst3Bridge::processReplacingEntry(AEffect* effect, float** inputs, float** outputs,
-                                        int32 frames) {
+                                       int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
         bridge->processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::processDoubleEntry(AEffect* effect, double** inputs, double** outputs,
-                                     int32 frames) {
+                                    int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
         bridge->processBlock(inputs, outputs, frames);
 }
@@ -330,8 +330,7 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
     return (flags & kReloadComponent) ? kNotImplemented : kResultOk;
 }
 
-Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
-    : bridge(bridge), lock(bridge.lifecycle) {
+Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge) : bridge(bridge), lock(bridge.lifecycle) {
     bridge.loadingState = true;
     bridge.pending.clear();
 }

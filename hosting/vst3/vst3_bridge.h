@@ -48,7 +48,7 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     // when the class cannot be made or initialised, or anything it does throws. `vst2Id` becomes
     // the record's unique id.
     static Vst3Bridge* create(IPluginFactory* factory, const TUID classId, int32 vst2Id,
-                               audioMasterCallback hostCallback);
+                              audioMasterCallback hostCallback);
     ~Vst3Bridge();
     Vst3Bridge(const Vst3Bridge&) = delete;
     Vst3Bridge& operator=(const Vst3Bridge&) = delete;

@@ -142,7 +142,7 @@ intptr_t Vst3Bridge::setProcessPrecision(intptr_t precision) {
 }
 
 intptr_t Vst3Bridge::setSpeakerArrangement(VstSpeakerArrangement* input,
-                                            VstSpeakerArrangement* output) {
+                                           VstSpeakerArrangement* output) {
     std::optional<SpeakerArrangement> inputMask;
     std::optional<SpeakerArrangement> outputMask;
     if (input != nullptr)
@@ -161,7 +161,7 @@ intptr_t Vst3Bridge::setSpeakerArrangement(VstSpeakerArrangement* input,
 }
 
 intptr_t Vst3Bridge::getSpeakerArrangement(VstSpeakerArrangement** input,
-                                            VstSpeakerArrangement** output) {
+                                           VstSpeakerArrangement** output) {
     inputArrangement = vst3_speakers::toVst2(buses.mainArrangement(kInput));
     outputArrangement = vst3_speakers::toVst2(buses.mainArrangement(kOutput));
     if (input != nullptr)

@@ -1,9 +1,9 @@
 #include "support/network/http_request.h"
 
-#include "support/network/curl_library.h"
 #include "support/errors.h"
-#include "support/network/http_failure.h"
 #include "support/message_text.h"
+#include "support/network/curl_library.h"
+#include "support/network/http_failure.h"
 #include "support/thread_abort.h"
 
 #include <algorithm>

@@ -20,9 +20,10 @@ extern "C" {
 #endif
 extern const CFAllocatorRef kCFAllocatorDefault;
 void CFRelease(CFTypeRef object);
-CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
-CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer, CFIndex length,
-                                                 Boolean isDirectory);
+CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text,
+                                      CFStringEncoding encoding);
+CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
+                                                 CFIndex length, Boolean isDirectory);
 CFBundleRef CFBundleCreate(CFAllocatorRef allocator, CFURLRef bundleURL);
 void* CFBundleGetFunctionPointerForName(CFBundleRef bundle, CFStringRef functionName);
 Boolean CFBundleLoadExecutableAndReturnError(CFBundleRef bundle, CFErrorRef* error);

@@ -12,8 +12,8 @@ extern "C" {
 extern const struct dispatch_source_type_s _dispatch_source_type_signal;
 #define DISPATCH_SOURCE_TYPE_SIGNAL (&_dispatch_source_type_signal)
 dispatch_queue_t dispatch_get_main_queue(void);
-dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
-                                         dispatch_queue_t queue);
+dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle,
+                                         uintptr_t mask, dispatch_queue_t queue);
 void dispatch_source_set_event_handler(dispatch_source_t source, dispatch_block_t handler);
 void dispatch_resume(dispatch_source_t object);
 #ifdef __cplusplus

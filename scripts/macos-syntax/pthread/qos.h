@@ -13,7 +13,8 @@ typedef enum {
 #ifdef __cplusplus
 extern "C" {
 #endif
-int pthread_attr_set_qos_class_np(pthread_attr_t* attributes, qos_class_t qosClass, int relativePriority);
+int pthread_attr_set_qos_class_np(pthread_attr_t* attributes, qos_class_t qosClass,
+                                  int relativePriority);
 int pthread_get_qos_class_np(pthread_t thread, qos_class_t* qosClass, int* relativePriority);
 #ifdef __cplusplus
 }
