@@ -220,11 +220,10 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
             instanceOf(e)->setParameter(i, v);
         };
         effect.getParameter = [](AEffect* e, int32_t i) { return instanceOf(e)->getParameter(i); };
-    }
-    if (!nullFunctions)
         effect.processReplacing = [](AEffect* e, float** in, float** out, int32_t frames) {
             instanceOf(e)->process("process", in, out, frames, false);
         };
+    }
     if (options.has("double"))
         effect.processDoubleReplacing = [](AEffect* e, double** in, double** out, int32_t frames) {
             instanceOf(e)->process("processDouble", in, out, frames, false);
