@@ -239,7 +239,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "editor,host-calls"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(Editor, LiveWithoutEditorTheWorkerIsStoppedInsideItsRead) {
+class ConfigureLive : public Editor {};
+
+TEST_F(ConfigureLive, WithoutEditorTheWorkerIsStoppedInsideItsRead) {
     // The input stays open and idle: only the stop request can end the worker's read.
     const auto result = start("configure-live", "params=1", stereoFormat, true)->wait(wait);
     EXPECT_FALSE(result.timedOut) << "the worker was not stopped";
