@@ -2,21 +2,74 @@
 #include "tests/common/built_files.h"
 #include "tests/common/scratch.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
 namespace testing_support {
 
-// Standard input, output and error are files, so that neither side waits on a full pipe.
+namespace {
+
+// Starts `program` in the caller's environment with the options' changes; 0 or an error number.
+int spawn(const std::string& program, const std::vector<std::string>& arguments,
+          const ChildOptions& options, posix_spawn_file_actions_t& actions, pid_t& child) {
+    std::map<std::string, std::string> merged;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string text = *entry;
+        merged[text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
+    }
+    for (const auto& [key, value] : options.environment)
+        if (value)
+            merged[key] = *value;
+        else
+            merged.erase(key);
+    std::vector<std::string> words{program}, environment;
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    for (const auto& [key, value] : merged)
+        environment.push_back(key + "=" + value);
+    std::vector<char*> argv, envp;
+    for (auto& word : words)
+        argv.push_back(word.data());
+    for (auto& entry : environment)
+        envp.push_back(entry.data());
+    argv.push_back(nullptr);
+    envp.push_back(nullptr);
+    return ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+}
+
+// Waits for `child` until `deadline`, then kills it; fills in how it ended.
+void reap(pid_t child, auto deadline, ChildResult& result) {
+    int status = 0;
+    while (::waitpid(child, &status, WNOHANG) != child) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            result.timedOut = true;
+            ::kill(child, SIGKILL);
+            ::waitpid(child, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    if (WIFEXITED(status))
+        result.exitStatus = WEXITSTATUS(status);
+    if (WIFSIGNALED(status))
+        result.signal = WTERMSIG(status);
+}
+
+} // namespace
+
+// Files for standard output and error, which the test reads while the child runs.
 BackgroundChild::BackgroundChild(const std::string& program,
                                  const std::vector<std::string>& arguments,
                                  const ChildOptions& options) {
@@ -44,30 +97,7 @@ BackgroundChild::BackgroundChild(const std::string& program,
     for (const auto& [descriptor, name] : {std::pair{1, "/out"}, std::pair{2, "/err"}})
         posix_spawn_file_actions_addopen(&actions, descriptor, (folder + name).c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    // The caller's environment with the options' changes.
-    std::map<std::string, std::string> merged;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        merged[text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
-    }
-    for (const auto& [key, value] : options.environment)
-        if (value)
-            merged[key] = *value;
-        else
-            merged.erase(key);
-    std::vector<std::string> words{program}, environment;
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    for (const auto& [key, value] : merged)
-        environment.push_back(key + "=" + value);
-    std::vector<char*> argv, envp;
-    for (auto& word : words)
-        argv.push_back(word.data());
-    for (auto& entry : environment)
-        envp.push_back(entry.data());
-    argv.push_back(nullptr);
-    envp.push_back(nullptr);
-    const int failed =
-        ::posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), envp.data());
+    const int failed = spawn(program, arguments, options, actions, child);
     posix_spawn_file_actions_destroy(&actions);
     if (inputReadEnd >= 0)
         ::close(inputReadEnd);
@@ -103,30 +133,68 @@ std::string BackgroundChild::outputSoFar() const {
 
 ChildResult BackgroundChild::wait(double seconds) {
     ChildResult result;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    int status = 0;
-    while (!reaped && ::waitpid(child, &status, WNOHANG) != child) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            result.timedOut = true;
-            ::kill(child, SIGKILL);
-            ::waitpid(child, &status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    if (!reaped)
+        reap(child, std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds),
+             result);
     reaped = true;
-    if (WIFEXITED(status))
-        result.exitStatus = WEXITSTATUS(status);
-    if (WIFSIGNALED(status))
-        result.signal = WTERMSIG(status);
     result.out = scratch::readFile(folder + "/out");
     result.err = scratch::readFile(folder + "/err");
     return result;
 }
 
+// Pipes on all three, as real parents use: the child meets full pipes and short reads.
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const ChildOptions& options) {
-    return BackgroundChild(program, arguments, options).wait(options.timeoutSeconds);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(options.timeoutSeconds);
+    int in[2], out[2], err[2];
+    if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0)
+        throw std::runtime_error("pipe failed");
+    ::signal(SIGPIPE, SIG_IGN); // a child that stops reading must not end the test
+    ::fcntl(in[1], F_SETFL, O_NONBLOCK);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const auto& [end, descriptor] : {std::pair{in[0], 0}, {out[1], 1}, {err[1], 2}})
+        posix_spawn_file_actions_adddup2(&actions, end, descriptor);
+    pid_t child = -1;
+    const int failed = spawn(program, arguments, options, actions, child);
+    posix_spawn_file_actions_destroy(&actions);
+    for (const int end : {in[0], out[1], err[1]})
+        ::close(end);
+    ChildResult result;
+    pollfd ends[] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}, {in[1], POLLOUT, 0}};
+    std::string_view unsent = options.stdinBytes;
+    while (failed == 0 && (ends[0].fd >= 0 || ends[1].fd >= 0)) {
+        if (unsent.empty() && ends[2].fd >= 0) {
+            if (options.closeStdin)
+                ::close(std::exchange(in[1], -1));
+            ends[2].fd = -1;
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 ||
+            (::poll(ends, 3, static_cast<int>(left.count()) + 1) < 0 && errno != EINTR))
+            break;
+        for (int i = 0; i < 2; ++i) {
+            char bytes[1 << 16];
+            const ssize_t got = ends[i].revents != 0 ? ::read(ends[i].fd, bytes, sizeof bytes) : -1;
+            if (got > 0)
+                (i == 0 ? result.out : result.err).append(bytes, static_cast<size_t>(got));
+            else if (ends[i].revents != 0)
+                ::close(std::exchange(ends[i].fd, -1));
+        }
+        if (ends[2].revents != 0) {
+            const ssize_t put = ::write(in[1], unsent.data(), unsent.size());
+            if (put > 0 || errno != EAGAIN) // a child that stopped reading gets no more
+                unsent = put > 0 ? unsent.substr(static_cast<size_t>(put)) : std::string_view{};
+        }
+    }
+    for (const int end : {ends[0].fd, ends[1].fd, in[1]})
+        ::close(end);
+    if (failed != 0)
+        throw std::runtime_error("could not start " + program);
+    reap(child, deadline, result);
+    return result;
 }
 
 std::string adapterBinary() {
