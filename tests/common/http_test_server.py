@@ -13,7 +13,7 @@ Routes:
   /silent                reads the request and never answers
 
 OPTIONS for bodies:
-  coding=length|chunked|close  Content-Length (default), chunked transfer, or end by closing
+  coding=length|chunked        Content-Length (default) or chunked transfer
   pieces=A,B,...               send the body in pieces of these sizes, cycling
   cut=N                        close the connection after N body bytes (a chunked body then
                                lacks its last chunk)
@@ -33,27 +33,19 @@ PATTERN = random.Random(1).randbytes(1 << 20)
 FOREVER = 24 * 3600
 
 
-class Body:
-    """The bytes of a reply body, read in order."""
-
-    def __init__(self, size, read_at):
-        self.size = size
-        self.read_at = read_at
-
-
 def file_body(path):
+    """A body as its size and a function that reads `count` bytes at `offset`."""
     with open(path, "rb") as f:
         data = f.read()
-    return Body(len(data), lambda offset, count: memoryview(data)[offset:offset + count])
+    return len(data), lambda offset, count: memoryview(data)[offset:offset + count]
 
 
 def pattern_body(size):
     def read_at(offset, count):
         start = offset % len(PATTERN)
-        count = min(count, len(PATTERN) - start)
-        return memoryview(PATTERN)[start:start + count]
+        return memoryview(PATTERN)[start:start + min(count, len(PATTERN) - start)]
 
-    return Body(size, read_at)
+    return size, read_at
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -92,41 +84,30 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def send_body(self, body, options):
-        coding = options.get("coding", "length")
-        pieces = [int(p) for p in options["pieces"].split(",")] if "pieces" in options else None
-        stop = min(int(options.get("cut", body.size)), body.size)
-        stall = int(options["stall"]) if "stall" in options else None
-        if stall is not None:
-            stop = min(stop, stall)
-
+        size, read_at = body
+        chunked = options.get("coding") == "chunked"
+        pieces = [int(p) for p in options.get("pieces", str(1 << 20)).split(",")]
+        stop = min(int(options.get("cut", size)), int(options.get("stall", size)), size)
         self.send_response(200)
         self.send_header("Content-Type", "application/octet-stream")
-        if coding == "length":
-            self.send_header("Content-Length", str(body.size))
-        elif coding == "chunked":
+        if chunked:
             self.send_header("Transfer-Encoding", "chunked")
         else:
-            self.send_header("Connection", "close")
+            self.send_header("Content-Length", str(size))
         self.end_headers()
-
-        sent = 0
-        turn = 0
+        sent = turn = 0
         while sent < stop:
-            want = pieces[turn % len(pieces)] if pieces else 1 << 20
+            data = bytes(read_at(sent, min(pieces[turn % len(pieces)], stop - sent)))
             turn += 1
-            data = body.read_at(sent, min(want, stop - sent))
-            if coding == "chunked":
-                self.wfile.write(b"%x\r\n" % len(data) + bytes(data) + b"\r\n")
-            else:
-                self.wfile.write(data)
+            self.wfile.write(b"%x\r\n%s\r\n" % (len(data), data) if chunked else data)
             sent += len(data)
-        if stall is not None:
+        if "stall" in options:
             time.sleep(FOREVER)
-        if coding == "chunked" and "cut" not in options:
-            self.wfile.write(b"0\r\n\r\n")
-        if "cut" in options or coding == "close":
+        if "cut" in options:
             self.close_connection = True
             self.connection.shutdown(socket.SHUT_WR)
+        elif chunked:
+            self.wfile.write(b"0\r\n\r\n")
 
 
 class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):

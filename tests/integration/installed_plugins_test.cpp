@@ -37,10 +37,11 @@ testing_support::ChildResult run(const std::string& path, std::vector<std::strin
 
 struct Installed {
     const char* name;
-    const char* path;
+    const char* file; // under /usr/lib/vst
     uint32_t inputs, outputs;
     std::vector<size_t> pieces; // frames per audio message before the last; empty: one message
     bool latent;                // reports a latency
+    std::string path() const { return std::string("/usr/lib/vst/") + file; }
 };
 
 void PrintTo(const Installed& c, std::ostream* out) {
@@ -50,8 +51,8 @@ void PrintTo(const Installed& c, std::ostream* out) {
 class InstalledPlugin : public testing::TestWithParam<Installed> {
   protected:
     void SetUp() override {
-        if (!std::filesystem::exists(GetParam().path))
-            GTEST_SKIP() << GetParam().path << " is not installed (scripts/setup installs it)";
+        if (!std::filesystem::exists(GetParam().path()))
+            GTEST_SKIP() << GetParam().path() << " is not installed (scripts/setup installs it)";
     }
 };
 
@@ -63,7 +64,7 @@ TEST_P(InstalledPlugin, ChunkedRepliesGiveThePlainRunsBytes) {
     const uint32_t rate = 48000;
     const std::string input = loudChord(c.inputs, 30000);
     const auto plainRun =
-        run(c.path,
+        run(c.path(),
             {"--rate", std::to_string(rate), "--channels", std::to_string(c.inputs),
              "--channels-output", std::to_string(c.outputs), "--bits", "16"},
             input);
@@ -80,7 +81,7 @@ TEST_P(InstalledPlugin, ChunkedRepliesGiveThePlainRunsBytes) {
     }
     sizes.push_back(input.size() - offset);
     stream += chunk(1, input.substr(offset)) + chunk(4, "");
-    const auto chunked = run(c.path, {"--protocol", "chunked", "--bits", "16"}, stream);
+    const auto chunked = run(c.path(), {"--protocol", "chunked", "--bits", "16"}, stream);
     ASSERT_EQ(chunked.exitStatus, 0) << chunked.err;
 
     const std::string& out = chunked.out;
@@ -113,7 +114,7 @@ TEST_P(InstalledPlugin, ReopenedInstanceStartsAfresh) {
     const auto& c = GetParam();
     // Three blocks, so that a replay of the last block's output cannot pass for the real thing.
     const std::string audio = chunk(1, loudChord(c.inputs, 1536));
-    const auto result = run(c.path, {"--protocol", "chunked", "--bits", "16"},
+    const auto result = run(c.path(), {"--protocol", "chunked", "--bits", "16"},
                             chunk(3, formatRecord(44100, c.inputs, 0, c.outputs, 0)) + audio +
                                 chunk(5, "") + audio);
     ASSERT_EQ(result.exitStatus, 0) << result.err;
@@ -125,25 +126,16 @@ TEST_P(InstalledPlugin, ReopenedInstanceStartsAfresh) {
 INSTANTIATE_TEST_SUITE_P(
     Installed, InstalledPlugin,
     testing::Values(
-        Installed{"ZamTube", "/usr/lib/vst/ZamTube-vst.so", 1, 1, {1000, 3, 20000}, false},
-        Installed{"ZaMaximX2", "/usr/lib/vst/ZaMaximX2-vst.so", 2, 2, {1000, 3}, true},
-        Installed{"LspLimiterStereo",
-                  "/usr/lib/vst/lsp-plugins/limiter-stereo.so",
-                  2,
-                  2,
-                  {1000, 3, 20000},
-                  true},
+        Installed{"ZamTube", "ZamTube-vst.so", 1, 1, {1000, 3, 20000}, false},
+        Installed{"ZaMaximX2", "ZaMaximX2-vst.so", 2, 2, {1000, 3}, true},
+        Installed{
+            "LspLimiterStereo", "lsp-plugins/limiter-stereo.so", 2, 2, {1000, 3, 20000}, true},
         // These read the rate only when they open, and IEM's only when resumed.
-        Installed{"ZamHeadX2", "/usr/lib/vst/ZamHeadX2-vst.so", 2, 2, {}, false},
-        Installed{"MaPitchshift", "/usr/lib/vst/MaPitchshift-vst.so", 1, 1, {}, false},
-        Installed{"IemFdnReverb", "/usr/lib/vst/iem.at/libFdnReverb.so", 2, 2, {}, false},
-        Installed{"IemBinauralDecoderFirstOrder",
-                  "/usr/lib/vst/iem.at/libBinauralDecoder.so",
-                  4,
-                  2,
-                  {},
-                  false},
-        Installed{"IemStereoEncoder", "/usr/lib/vst/iem.at/libStereoEncoder.so", 2, 4, {}, false}),
+        Installed{"ZamHeadX2", "ZamHeadX2-vst.so", 2, 2, {}, false},
+        Installed{"MaPitchshift", "MaPitchshift-vst.so", 1, 1, {}, false},
+        Installed{"IemFdnReverb", "iem.at/libFdnReverb.so", 2, 2, {}, false},
+        Installed{"IemBinauralDecoderFirstOrder", "iem.at/libBinauralDecoder.so", 4, 2, {}, false},
+        Installed{"IemStereoEncoder", "iem.at/libStereoEncoder.so", 2, 4, {}, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // The same input gives the same bytes run after run, and nothing wild: plug-ins whose output

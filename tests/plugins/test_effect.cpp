@@ -52,14 +52,6 @@ int64_t readNumber(std::string_view text, std::string_view word, int64_t low, in
     return value;
 }
 
-std::pair<int16_t, int16_t> readSize(std::string_view size, std::string_view word) {
-    const auto cross = size.find('x');
-    if (cross == std::string_view::npos)
-        refuse(word);
-    return {static_cast<int16_t>(readNumber(size.substr(0, cross), word, 1, 32767)),
-            static_cast<int16_t>(readNumber(size.substr(cross + 1), word, 1, 32767))};
-}
-
 // An unknown word, or a number that does not read or is out of range, refuses the whole list,
 // so that a typo in a test cannot pass as the default behaviour.
 Options parseOptions(std::string_view words) {
@@ -91,9 +83,12 @@ Options parseOptions(std::string_view words) {
         else if (const auto range = ranges.find(key); range != ranges.end())
             options.numbers[std::string(key)] =
                 readNumber(value, word, range->second.first, range->second.second);
-        else if (key == "editor")
-            options.editorSize = (options.flags.emplace("editor"), readSize(value, word));
-        else if ((key == "exit-at" || key == "crash-at") && places.count(value) != 0)
+        else if (const auto cross = value.find('x'); key == "editor" && cross != value.npos) {
+            options.flags.emplace("editor");
+            options.editorSize = {
+                static_cast<int16_t>(readNumber(value.substr(0, cross), word, 1, 32767)),
+                static_cast<int16_t>(readNumber(value.substr(cross + 1), word, 1, 32767))};
+        } else if ((key == "exit-at" || key == "crash-at") && places.count(value) != 0)
             (key == "exit-at" ? options.exitAt : options.crashAt) = std::string(value);
         else
             refuse(word);
@@ -119,15 +114,16 @@ class TestEffect {
     AEffect effect{};
 
     intptr_t dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt);
+    bool isParameter(int32_t index) const {
+        return index >= 0 && static_cast<size_t>(index) < parameters.size();
+    }
     void setParameter(int32_t index, float value) {
         log.line("setParameter " + std::to_string(index) + " " + number(value));
-        if (index >= 0 && static_cast<size_t>(index) < parameters.size())
+        if (isParameter(index))
             atomicParameter(static_cast<size_t>(index)).store(value);
     }
     float getParameter(int32_t index) {
-        return index >= 0 && static_cast<size_t>(index) < parameters.size()
-                   ? atomicParameter(static_cast<size_t>(index)).load()
-                   : 0.0f;
+        return isParameter(index) ? atomicParameter(static_cast<size_t>(index)).load() : 0.0f;
     }
     template <typename Sample>
     void process(const char* name, Sample** inputs, Sample** outputs, int32_t frames,
@@ -142,6 +138,10 @@ class TestEffect {
             log.line("crash " + std::string(place));
             std::raise(SIGSEGV);
         }
+    }
+    [[noreturn]] intptr_t fail(const std::string& where) const {
+        log.line("throw " + where);
+        throw std::runtime_error("test_effect: " + where);
     }
     intptr_t ask(int32_t opcode, intptr_t value = 0, void* ptr = nullptr, float opt = 0) {
         return host == nullptr ? 0 : host(&effect, opcode, 0, value, ptr, opt);
@@ -267,33 +267,26 @@ void TestEffect::askHostAtEntry() {
 intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) {
     log.line("dispatch " + std::to_string(opcode) + " " + std::to_string(index) + " " +
              std::to_string(value) + " " + number(opt));
-    const bool isParameter = index >= 0 && static_cast<size_t>(index) < parameters.size();
     char text[32];
     switch (opcode) {
     case effOpen:
         if (options.has("print"))
             say("effOpen");
         leaveIfAsked("open");
-        if (options.has("throw-open")) {
-            log.line("throw effOpen");
-            throw std::runtime_error("test_effect: effOpen");
-        }
-        return 0;
+        return options.has("throw-open") ? fail("effOpen") : 0;
     case effClose:
         leaveIfAsked("close");
         return 1;
     case effMainsChanged:
-        if (value != 0 && options.has("throw-resume")) {
-            log.line("throw effMainsChanged");
-            throw std::runtime_error("test_effect: effMainsChanged");
-        }
+        if (value != 0 && options.has("throw-resume"))
+            fail("effMainsChanged");
         for (auto& line : delayLines)
             std::fill(line.begin(), line.end(), 0.0);
         return 0;
     case effGetParamName:
     case effGetParamLabel:
     case effGetParamDisplay:
-        if (ptr == nullptr || !isParameter)
+        if (ptr == nullptr || !isParameter(index))
             return 0;
         std::snprintf(text, sizeof text, "%.3f", static_cast<double>(getParameter(index)));
         copyText(ptr,
@@ -303,7 +296,7 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
                  8);
         return 1;
     case effCanBeAutomated:
-        return isParameter ? 1 : 0;
+        return isParameter(index);
     case effEditGetRect:
     case effEditOpen:
     case effEditClose:
@@ -478,10 +471,8 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
     auto instance = std::make_unique<TestEffect>(options, host, log);
     instance->leaveIfAsked("entry");
     instance->askHostAtEntry();
-    if (options.has("throw-entry")) {
-        log.line("throw entry");
-        throw std::runtime_error("test_effect: entry");
-    }
+    if (options.has("throw-entry"))
+        instance->fail("entry");
     if (options.has("null"))
         return nullptr;
     openInstances().insert(instance.get());
