@@ -14,7 +14,6 @@ class HttpTestServer {
   public:
     explicit HttpTestServer(const std::string& root);
 
-    int port() const { return listeningPort; }
     // "http://127.0.0.1:PORT" + path.
     std::string url(const std::string& path) const {
         return "http://127.0.0.1:" + std::to_string(listeningPort) + path;

@@ -90,16 +90,6 @@ class Editor : public testing::Test {
     std::string dataPath = folder / "settings.bin";
 };
 
-TEST_F(Editor, WindowHasTheEditorSizeAndIsCentred) {
-    auto child = start("configure", "editor=641x300");
-    const XWindowId window = windowOf(*child);
-    ASSERT_NE(window, 0u);
-    EXPECT_EQ(x.geometry(window), (XTestConnection::Geometry{x.rootWidth() / 2 - 320,
-                                                             x.rootHeight() / 2 - 150, 641, 300}));
-    child->signal(SIGTERM);
-    EXPECT_EQ(child->wait(wait).exitStatus, 0);
-}
-
 enum class Ending { closeWindow, destroyWindow, term, interrupt };
 
 struct EndCase {
@@ -109,23 +99,22 @@ struct EndCase {
     bool edited;
 };
 
-void PrintTo(const EndCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class EditorEnds : public Editor, public testing::WithParamInterface<EndCase> {};
 
-// However the session ends, the settings are written when they changed, and only then.
+// The window has the editor's size, centred; however the session ends, the settings are written
+// when they changed, and only then.
 TEST_P(EditorEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     const auto& c = GetParam();
     scratch::writeFile(dataPath, floats({1.0f})); // the plug-in's own default
     const struct timespec old[2] = {{1000000, 0}, {1000000, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, dataPath.c_str(), old, 0), 0);
 
-    auto child =
-        start(c.command, c.edited ? "editor,edit=50" : "editor", stereoFormat + silence(100));
+    auto child = start(c.command, c.edited ? "editor=641x300,edit=50" : "editor=641x300",
+                       stereoFormat + silence(100));
     const XWindowId window = windowOf(*child);
     ASSERT_NE(window, 0u);
+    EXPECT_EQ(x.geometry(window), (XTestConnection::Geometry{x.rootWidth() / 2 - 320,
+                                                             x.rootHeight() / 2 - 150, 641, 300}));
     if (c.edited) {
         ASSERT_TRUE(waitForEdit());
     }
@@ -205,10 +194,6 @@ struct LiveCase {
     std::string err; // what the worker reports
     const char* words = "editor";
 };
-
-void PrintTo(const LiveCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class LiveMessages : public Editor, public testing::WithParamInterface<LiveCase> {};
 

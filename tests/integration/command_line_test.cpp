@@ -15,10 +15,6 @@ struct CommandCase {
     std::string outStart = ""; // descriptor 1 must begin with this; empty: must stay empty
 };
 
-void PrintTo(const CommandCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class CommandLine : public testing::TestWithParam<CommandCase> {};
 
 TEST_P(CommandLine, StatusAndMessagesAreExact) {

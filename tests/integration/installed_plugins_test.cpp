@@ -44,10 +44,6 @@ struct Installed {
     std::string path() const { return std::string("/usr/lib/vst/") + file; }
 };
 
-void PrintTo(const Installed& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class InstalledPlugin : public testing::TestWithParam<Installed> {
   protected:
     void SetUp() override {

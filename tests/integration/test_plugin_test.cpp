@@ -64,10 +64,6 @@ struct LoadCase {
     std::string err; // "%s" is replaced by the plug-in path
 };
 
-void PrintTo(const LoadCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class TestPluginCommands : public testing::TestWithParam<LoadCase> {};
 
 TEST_P(TestPluginCommands, StatusAndMessages) {
@@ -139,10 +135,6 @@ struct ProcessCase {
     std::string err;
     std::string out;
 };
-
-void PrintTo(const ProcessCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class TestPluginProcess : public testing::TestWithParam<ProcessCase> {};
 
