@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 // Test names for table rows that have no name of their own, made from the row's values: letters
 // and digits kept, other characters spelled out, pieces joined by "_". Distinct rows get
@@ -42,16 +41,11 @@ inline std::string spelled(std::string_view text) {
     return name;
 }
 
-inline std::string caseName(std::initializer_list<std::string_view> pieces) {
+// Takes a braced list of texts or a container of them.
+template <typename Pieces = std::initializer_list<std::string_view>>
+std::string caseName(const Pieces& pieces) {
     std::string name;
     for (const std::string_view piece : pieces)
-        name += (name.empty() ? "" : "_") + spelled(piece);
-    return name.empty() ? "None" : name;
-}
-
-inline std::string caseName(const std::vector<const char*>& pieces) {
-    std::string name;
-    for (const char* piece : pieces)
         name += (name.empty() ? "" : "_") + spelled(piece);
     return name.empty() ? "None" : name;
 }

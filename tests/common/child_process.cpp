@@ -69,7 +69,8 @@ void reap(pid_t child, auto deadline, ChildResult& result) {
 
 } // namespace
 
-// Files for standard output and error, which the test reads while the child runs.
+// Files for standard output and error, which the test reads while the child runs; a pipe for
+// standard input.
 BackgroundChild::BackgroundChild(const std::string& program,
                                  const std::vector<std::string>& arguments,
                                  const ChildOptions& options) {
@@ -79,28 +80,21 @@ BackgroundChild::BackgroundChild(const std::string& program,
     folder = pattern;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    int inputReadEnd = -1;
-    if (options.closeStdin) {
-        scratch::writeFile(folder + "/in", options.stdinBytes);
-        posix_spawn_file_actions_addopen(&actions, 0, (folder + "/in").c_str(), O_RDONLY, 0);
-    } else {
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0)
-            throw std::runtime_error("pipe failed");
-        inputReadEnd = ends[0];
-        inputWriteEnd = ends[1];
-        if (::write(inputWriteEnd, options.stdinBytes.data(), options.stdinBytes.size()) !=
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0 ||
+        ::write(ends[1], options.stdinBytes.data(), options.stdinBytes.size()) !=
             static_cast<ssize_t>(options.stdinBytes.size()))
-            throw std::runtime_error("standard input bytes do not fit the pipe");
-        posix_spawn_file_actions_adddup2(&actions, inputReadEnd, 0);
-    }
+        throw std::runtime_error("standard input bytes do not fit a pipe");
+    inputWriteEnd = ends[1];
+    if (options.closeStdin)
+        ::close(std::exchange(inputWriteEnd, -1));
+    posix_spawn_file_actions_adddup2(&actions, ends[0], 0);
     for (const auto& [descriptor, name] : {std::pair{1, "/out"}, std::pair{2, "/err"}})
         posix_spawn_file_actions_addopen(&actions, descriptor, (folder + name).c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int failed = spawn(program, arguments, options, actions, child);
     posix_spawn_file_actions_destroy(&actions);
-    if (inputReadEnd >= 0)
-        ::close(inputReadEnd);
+    ::close(ends[0]);
     if (failed != 0)
         throw std::runtime_error("could not start " + program);
 }

@@ -25,9 +25,8 @@ struct ChildOptions {
 };
 
 // A child that runs while the test acts on it (finds its window, signals it). Standard input
-// carries `stdinBytes`, then ends, or with `closeStdin` false stays open and idle (up to 64 KiB
-// of bytes then). Standard output and error are collected. Killed if the test leaves without
-// waiting.
+// carries `stdinBytes` (up to 64 KiB), then ends, or with `closeStdin` false stays open and idle.
+// Standard output and error are collected. Killed if the test leaves without waiting.
 class BackgroundChild {
   public:
     BackgroundChild(const std::string& program, const std::vector<std::string>& arguments,

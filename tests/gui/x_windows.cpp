@@ -29,41 +29,34 @@ XTestConnection::~XTestConnection() {
         XCloseDisplay(display);
 }
 
-std::optional<XWindowId> XTestConnection::findWindowOf(pid_t pid) {
-    const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", True);
-    if (pidAtom == None)
-        return std::nullopt;
-    Window root = 0, parent = 0;
-    Window* children = nullptr;
-    unsigned count = 0;
-    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count))
-        return std::nullopt;
-    std::optional<XWindowId> found;
-    for (unsigned i = 0; i < count && !found; ++i) {
-        Atom type = None;
-        int format = 0;
-        unsigned long items = 0, remaining = 0;
-        unsigned char* value = nullptr;
-        if (XGetWindowProperty(display, children[i], pidAtom, 0, 1, False, XA_CARDINAL, &type,
-                               &format, &items, &remaining, &value) == Success &&
-            value != nullptr) {
-            XWindowAttributes attributes{};
-            if (items == 1 && *reinterpret_cast<long*>(value) == pid &&
-                XGetWindowAttributes(display, children[i], &attributes) &&
-                attributes.map_state == IsViewable)
-                found = children[i];
-            XFree(value);
-        }
-    }
-    if (children != nullptr)
-        XFree(children);
-    return found;
-}
-
 std::optional<XWindowId> XTestConnection::waitForWindowOf(pid_t pid, double seconds) {
+    const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", False);
     for (int tries = static_cast<int>(seconds * 50); tries >= 0; --tries) {
-        if (const auto window = findWindowOf(pid))
-            return window;
+        Window root = 0, parent = 0;
+        Window* children = nullptr;
+        unsigned count = 0;
+        XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count);
+        std::optional<XWindowId> found;
+        for (unsigned i = 0; i < count && !found; ++i) {
+            Atom type = None;
+            int format = 0;
+            unsigned long items = 0, remaining = 0;
+            unsigned char* value = nullptr;
+            if (XGetWindowProperty(display, children[i], pidAtom, 0, 1, False, XA_CARDINAL, &type,
+                                   &format, &items, &remaining, &value) == Success &&
+                value != nullptr) {
+                XWindowAttributes attributes{};
+                if (items == 1 && *reinterpret_cast<long*>(value) == pid &&
+                    XGetWindowAttributes(display, children[i], &attributes) &&
+                    attributes.map_state == IsViewable)
+                    found = children[i];
+                XFree(value);
+            }
+        }
+        if (children != nullptr)
+            XFree(children);
+        if (found)
+            return found;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return std::nullopt;

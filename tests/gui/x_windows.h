@@ -36,7 +36,5 @@ class XTestConnection {
     void destroy(XWindowId window);
 
   private:
-    std::optional<XWindowId> findWindowOf(pid_t pid);
-
     _XDisplay* display = nullptr;
 };

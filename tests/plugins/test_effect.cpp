@@ -58,14 +58,10 @@ Options parseOptions(std::string_view words) {
         "null",  "bad-magic",  "synth",          "throw-entry", "throw-open", "throw-resume",
         "print", "sidechain",  "editor",         "chunks",      "double",     "hum",
         "crash", "host-calls", "null-functions", "no-params"};
+    constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
-        {"inputs", {INT32_MIN, INT32_MAX}},
-        {"outputs", {INT32_MIN, INT32_MAX}},
-        {"params", {0, 1024}},
-        {"latency", {INT32_MIN, INT32_MAX}},
-        {"delay", {0, 1 << 20}},
-        {"tail", {INT32_MIN, INT32_MAX}},
-        {"edit", {0, 100}}};
+        {"inputs", any},         {"outputs", any}, {"params", {0, 1024}}, {"latency", any},
+        {"delay", {0, 1 << 20}}, {"tail", any},    {"edit", {0, 100}}};
     static const std::set<std::string_view> places{"entry", "open", "process", "editor", "close"};
     Options options;
     while (!words.empty()) {
