@@ -32,6 +32,10 @@ const std::string notLoaded = "Could not load VST bundle: " + missing + "\nCould
 // A folder that holds no module (a shared /tmp may hold anyone's): the build's tests folder.
 const std::string testsFolder = testing_support::builtFile("tests");
 const std::string pipes = "pipes not yet implemented\n";
+std::vector<std::string> version(const std::string& plugin, const char* number,
+                                 const char* command = "test") {
+    return {command, "--vst", plugin, "--vst-version", number};
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLine,
@@ -44,32 +48,16 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"PipeBeforeMissingVst", {"info", "--pipe", "1"}, 255, pipes},
         CommandCase{"MissingVst", {"test", "--rate", "44100"}, 255, "No VST specified.\n"},
         CommandCase{"BadPathBothLoaders", {"test", "--vst", missing}, 255, notLoaded},
-        CommandCase{
-            "BadPathVersion2", {"info", "--vst", missing, "--vst-version", "2"}, 255, notLoaded},
-        CommandCase{"Version3Only",
-                    {"test", "--vst", missing, "--vst-version", "3"},
-                    255,
-                    "Could not open VST."},
-        CommandCase{"UnknownVersion",
-                    {"test", "--vst", missing, "--vst-version", "1"},
-                    255,
-                    "Could not open VST."},
-        CommandCase{"VersionReadLikeAtoi",
-                    {"test", "--vst", missing, "--vst-version", "2x"},
-                    255,
-                    notLoaded},
-        CommandCase{"TextFileIsNoModule",
-                    {"test", "--vst", "/etc/hostname", "--vst-version", "2"},
-                    255,
+        CommandCase{"BadPathVersion2", version(missing, "2", "info"), 255, notLoaded},
+        CommandCase{"Version3Only", version(missing, "3"), 255, "Could not open VST."},
+        CommandCase{"UnknownVersion", version(missing, "1"), 255, "Could not open VST."},
+        CommandCase{"VersionReadLikeAtoi", version(missing, "2x"), 255, notLoaded},
+        CommandCase{"TextFileIsNoModule", version("/etc/hostname", "2"), 255,
                     "/etc/hostname: file too short\nCould not load VST bundle: /etc/hostname\n"
                     "Could not open VST."},
-        CommandCase{"DirectoryIsNoModule",
-                    {"has-editor", "--vst", testsFolder, "--vst-version", "2"},
-                    255,
+        CommandCase{"DirectoryIsNoModule", version(testsFolder, "2", "has-editor"), 255,
                     "Could not load VST bundle: " + testsFolder + "\nCould not open VST."},
-        CommandCase{"PathWithALineBreak",
-                    {"test", "--vst", "/nonexistent/a\nb.so", "--vst-version", "2"},
-                    255,
+        CommandCase{"PathWithALineBreak", version("/nonexistent/a\nb.so", "2"), 255,
                     "Could not load VST bundle: /nonexistent/a\\nb.so\nCould not open VST."},
         CommandCase{
             "UnknownCommandStillLoadsFirst", {"frobnicate", "--vst", missing}, 255, notLoaded},
