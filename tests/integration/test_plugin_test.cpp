@@ -56,6 +56,9 @@ std::vector<std::string> plain(const std::string& plugin = TEST_EFFECT_PATH) {
     return {"process", "--vst", plugin, "--rate", "44100", "--channels", "2", "--bits", "16"};
 }
 
+const std::vector<std::string> chunkedRun{
+    "process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"};
+
 struct LoadCase {
     const char* name;
     std::vector<std::string> arguments;
@@ -177,9 +180,7 @@ TEST(TestPluginChunked, LatencyTailAndReopen) {
     const std::string record = formatRecord(44100, 2, 3, 2, 3);
     const std::string stream = chunk(3, record) + chunk(1, audio) + chunk(4, "") + chunk(5, "") +
                                chunk(3, record) + chunk(1, audio);
-    const auto result =
-        runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
-                   effect("delay=64", stream));
+    const auto result = runAdapter(chunkedRun, effect("delay=64", stream));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const uint32_t latency = 64, tailBytes = 64 * 4;
     const std::string latencyBytes(reinterpret_cast<const char*>(&latency), 4);
@@ -193,9 +194,9 @@ TEST(TestPluginChunked, LatencyTailAndReopen) {
 
 TEST(TestPluginChunked, NegativeLatencyIsAnsweredAsNone) {
     const std::string audio = stereo(100);
-    const auto result = runAdapter(
-        {"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
-        effect("latency=-5", chunk(3, formatRecord(44100, 2, 3, 2, 3)) + chunk(1, audio)));
+    const auto result =
+        runAdapter(chunkedRun, effect("latency=-5",
+                                      chunk(3, formatRecord(44100, 2, 3, 2, 3)) + chunk(1, audio)));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     ASSERT_EQ(result.out.size(), 20 + audio.size() + 4);
     EXPECT_EQ(readU32(result.out, 20 + audio.size()), 0u);
@@ -261,9 +262,7 @@ TEST(TestPluginSettings, StateMessageAppliesToTheAudioThatFollows) {
     const std::string stream = chunk(3, formatRecord(44100, 2, 0, 2, 0)) + chunk(1, input) +
                                chunk(2, testChunk({0.5f})) + chunk(1, input) + chunk(2, "") +
                                chunk(1, input);
-    const auto result =
-        runAdapter({"process", "--vst", TEST_EFFECT_PATH, "--protocol", "chunked", "--bits", "16"},
-                   effect("chunks,params=1", stream));
+    const auto result = runAdapter(chunkedRun, effect("chunks,params=1", stream));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::string none(4, '\0'), halved = stereo(700, 2);
     EXPECT_TRUE(result.out ==
