@@ -112,8 +112,7 @@ struct RecordingHost {
 // One bridged instance of the test plug-in with TEST_VST3 `words`, loaded into this process.
 class BridgeRig {
   public:
-    BridgeRig(const std::string& tag, const std::string& words)
-        : layouts("bridge-" + tag), logPath(layouts.file("log")) {
+    explicit BridgeRig(const std::string& words) : logPath(layouts.file("log")) {
         ::setenv("TEST_VST3", words.c_str(), 1);
         ::setenv("TEST_VST3_LOG", logPath.c_str(), 1);
         module = Vst3Module::load(layouts.bundle("Gain", TEST_VST3_PATH));
@@ -166,7 +165,7 @@ bool logged(const BridgeRig& rig, const std::string& line) {
 }
 
 TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
-    BridgeRig rig("chunks-controller", "controller-state");
+    BridgeRig rig("controller-state");
     const Bytes saved = rig.chunk();
     // The component's "TV3S" and three float64, then the controller's "TV3C" and one.
     ASSERT_EQ(saved, chunk(28, 12, Bytes(saved.begin() + 16, saved.end())));
@@ -177,7 +176,7 @@ TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
 }
 
 TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {
-    BridgeRig rig("programs", "");
+    BridgeRig rig("");
     EXPECT_EQ(rig.dispatch(effSetBypass, 0, 1), 1);
     EXPECT_EQ(rig.dispatch(effSetProgram, 0, 2), 1);
     EXPECT_EQ(rig.dispatch(effGetProgram), 2);
@@ -187,7 +186,7 @@ TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {
 }
 
 TEST(BridgeEditor, EditsMadeInTheEditorReachTheHostAndTheProcessor) {
-    BridgeRig rig("editor-edits", "editor");
+    BridgeRig rig("editor");
     int parent = 0;
     ASSERT_EQ(rig.dispatch(effEditOpen, 0, 0, &parent), 1);
     std::vector<RecordingHost::Call> edits;

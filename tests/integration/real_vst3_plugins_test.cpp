@@ -41,7 +41,7 @@ TEST(ZaMaximX2, SettingsSavedToTheDataFileChangeTheSoundOfTheNextRun) {
     const std::string path = "/usr/lib/vst3/ZaMaximX2.vst3";
     if (!std::filesystem::exists(path))
         GTEST_SKIP() << "zam-plugins is not installed";
-    testing_support::Vst3Layouts layouts("zam-settings");
+    testing_support::Vst3Layouts layouts;
     const std::string data = layouts.file("settings");
     // Release, output ceiling and threshold all to 0: the limiter pulls the sine right down.
     auto options = testing_support::headless();
