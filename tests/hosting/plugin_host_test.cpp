@@ -3,11 +3,14 @@
 #include "audio/stream_format.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/plugin_state.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -93,6 +96,31 @@ TEST(SetFormatCalls, ConnectsUsedPinsAndDisconnectsTheRest) {
             connections.emplace_back(call.opcode * 10 + call.index, call.value);
     EXPECT_EQ(connections, (std::vector<std::pair<int32_t, intptr_t>>{
                                {310, 1}, {311, 1}, {312, 0}, {313, 0}, {320, 1}, {321, 1}}));
+}
+
+std::vector<uint8_t> floatBytes(const std::vector<float>& values, size_t length) {
+    std::vector<uint8_t> bytes(length, 0);
+    std::memcpy(bytes.data(), values.data(), std::min(length, values.size() * sizeof(float)));
+    return bytes;
+}
+
+// Whole float values up to the parameter count (10) are set; a trailing part of one is not.
+TEST(ParameterLayout, SetsWholeValuesUpToTheParameterCount) {
+    std::vector<float> values(12);
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = 0.1f * static_cast<float>(i + 1);
+    for (const auto& [length, parametersSet] :
+         {std::pair<size_t, size_t>{12, 3}, {6, 1}, {3, 0}, {40, 10}, {48, 10}, {45, 10}}) {
+        Rig rig;
+        rig.fake.withParameters(std::vector<float>(10, -1.0f));
+        ASSERT_TRUE(rig.attach());
+        const auto bytes = floatBytes(values, length);
+        loadState(*rig.host, bytes.data(), bytes.size());
+        for (size_t i = 0; i < rig.fake.parameters.size(); ++i)
+            EXPECT_EQ(rig.fake.parameters[i], i < parametersSet ? values[i] : -1.0f)
+                << length << " bytes, parameter " << i;
+        EXPECT_EQ(rig.fake.parameterWrites.size(), parametersSet) << length << " bytes";
+    }
 }
 
 } // namespace
