@@ -3,10 +3,15 @@
 #include "audio/stream_format.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
+#include "hosting/plugin_state.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -17,15 +22,24 @@ struct Rig {
     bool attach() { return attachEffect(*host, &fake.effect); }
 };
 
+// Pin types one hex digit per pin (none: the plug-in ignores the query); a request and what the
+// host makes of it: rate, input channels and mask, output channels and mask; then the pins used.
 struct FormatCase {
     const char* name;
     int32_t inputs, outputs;
-    std::vector<int32_t> inputTypes, outputTypes;
-    StreamFormat requested;
+    const char *inputTypes, *outputTypes;
+    uint32_t rate, inChannels, inMask, outChannels, outMask;
     bool accepted;
-    StreamFormat expected;
-    uint32_t inputsUsed, outputsUsed;
+    uint32_t inChannelsGot = 0, inMaskGot = 0, outChannelsGot = 0, outMaskGot = 0, inputsUsed = 0,
+             outputsUsed = 0;
 };
+
+std::vector<int32_t> pinTypes(const char* digits) {
+    std::vector<int32_t> types;
+    for (; *digits != 0; ++digits)
+        types.push_back(std::stoi(std::string(1, *digits), nullptr, 16));
+    return types;
+}
 
 class SetFormat : public testing::TestWithParam<FormatCase> {};
 
@@ -34,88 +48,37 @@ TEST_P(SetFormat, ChoosesPinsAndRewritesTheRecord) {
     Rig rig;
     rig.fake.effect.numInputs = c.inputs;
     rig.fake.effect.numOutputs = c.outputs;
-    rig.fake.inputTypes = c.inputTypes;
-    rig.fake.outputTypes = c.outputTypes;
+    rig.fake.inputTypes = pinTypes(c.inputTypes);
+    rig.fake.outputTypes = pinTypes(c.outputTypes);
     ASSERT_TRUE(rig.attach());
-    StreamFormat format = c.requested;
+    StreamFormat format{c.rate, c.inChannels, c.inMask, c.outChannels, c.outMask};
     EXPECT_EQ(rig.host->setFormat(format), c.accepted);
     if (!c.accepted)
         return;
-    EXPECT_EQ(format.sampleRate, c.expected.sampleRate);
-    EXPECT_EQ(format.inputChannels, c.expected.inputChannels);
-    EXPECT_EQ(format.inputChannelMask, c.expected.inputChannelMask);
-    EXPECT_EQ(format.outputChannels, c.expected.outputChannels);
-    EXPECT_EQ(format.outputChannelMask, c.expected.outputChannelMask);
-    EXPECT_EQ(rig.host->inputsUsed(), c.inputsUsed);
-    EXPECT_EQ(rig.host->outputsUsed(), c.outputsUsed);
+    EXPECT_EQ(
+        std::vector<uint32_t>({format.sampleRate, format.inputChannels, format.inputChannelMask,
+                               format.outputChannels, format.outputChannelMask,
+                               rig.host->inputsUsed(), rig.host->outputsUsed()}),
+        std::vector<uint32_t>({c.rate, c.inChannelsGot, c.inMaskGot, c.outChannelsGot, c.outMaskGot,
+                               c.inputsUsed, c.outputsUsed}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, SetFormat,
     testing::Values(
         // A plug-in that ignores the pin query: a pair reads as stereo.
-        FormatCase{"StereoUnknownTypes",
-                   2,
-                   2,
-                   {},
-                   {},
-                   {44100, 2, 3, 2, 3},
-                   true,
-                   {44100, 2, 3, 2, 3},
-                   2,
-                   2},
-        FormatCase{"StereoRequestOnMono",
-                   1,
-                   1,
-                   {},
-                   {},
-                   {48000, 2, 3, 2, 3},
-                   true,
-                   {48000, 1, 4, 1, 4},
-                   1,
-                   1},
-        FormatCase{"SideChainGroupLeftOut",
-                   4,
-                   2,
-                   {1, 1, 0, 0},
-                   {1, 1},
-                   {44100, 4, 0, 2, 3},
-                   true,
-                   {44100, 2, 3, 2, 3},
-                   2,
-                   2},
-        FormatCase{"MaskClearedWhenCountDiffers",
-                   2,
-                   2,
-                   {1, 1},
-                   {1, 1},
-                   {44100, 1, 4, 1, 4},
-                   true,
-                   {44100, 1, 0, 1, 0},
-                   1,
-                   1},
-        FormatCase{"FiveOneLayout",
-                   6,
-                   6,
-                   {15, 15, 15, 15, 15, 15},
-                   {15, 15, 15, 15, 15, 15},
-                   {96000, 6, 0x3F, 6, 0x3F},
-                   true,
-                   {96000, 6, 0x3F, 6, 0x3F},
-                   6,
-                   6},
-        FormatCase{"UnknownTypeGivesNoMask",
-                   3,
-                   3,
-                   {7, 7, 7},
-                   {7, 7, 7},
-                   {44100, 3, 0, 3, 0},
-                   true,
-                   {44100, 3, 0, 3, 0},
-                   3,
-                   3},
-        FormatCase{"NoInputsRefused", 0, 2, {}, {}, {44100, 2, 3, 2, 3}, false, {}, 0, 0},
-        FormatCase{"NegativeOutputsRefused", 2, -1, {}, {}, {44100, 2, 3, 2, 3}, false, {}, 0, 0}),
+        FormatCase{"StereoUnknownTypes", 2, 2, "", "", 44100, 2, 3, 2, 3, true, 2, 3, 2, 3, 2, 2},
+        FormatCase{"StereoRequestOnMono", 1, 1, "", "", 48000, 2, 3, 2, 3, true, 1, 4, 1, 4, 1, 1},
+        FormatCase{"SideChainGroupLeftOut", 4, 2, "1100", "11", 44100, 4, 0, 2, 3, true, 2, 3, 2, 3,
+                   2, 2},
+        FormatCase{"MaskClearedWhenCountDiffers", 2, 2, "11", "11", 44100, 1, 4, 1, 4, true, 1, 0,
+                   1, 0, 1, 1},
+        FormatCase{"FiveOneLayout", 6, 6, "ffffff", "ffffff", 96000, 6, 0x3F, 6, 0x3F, true, 6,
+                   0x3F, 6, 0x3F, 6, 6},
+        FormatCase{"UnknownTypeGivesNoMask", 3, 3, "777", "777", 44100, 3, 0, 3, 0, true, 3, 0, 3,
+                   0, 3, 3},
+        FormatCase{"NoInputsRefused", 0, 2, "", "", 44100, 2, 3, 2, 3, false},
+        FormatCase{"NegativeOutputsRefused", 2, -1, "", "", 44100, 2, 3, 2, 3, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SetFormatCalls, ConnectsUsedPinsAndDisconnectsTheRest) {
@@ -133,6 +96,31 @@ TEST(SetFormatCalls, ConnectsUsedPinsAndDisconnectsTheRest) {
             connections.emplace_back(call.opcode * 10 + call.index, call.value);
     EXPECT_EQ(connections, (std::vector<std::pair<int32_t, intptr_t>>{
                                {310, 1}, {311, 1}, {312, 0}, {313, 0}, {320, 1}, {321, 1}}));
+}
+
+std::vector<uint8_t> floatBytes(const std::vector<float>& values, size_t length) {
+    std::vector<uint8_t> bytes(length, 0);
+    std::memcpy(bytes.data(), values.data(), std::min(length, values.size() * sizeof(float)));
+    return bytes;
+}
+
+// Whole float values up to the parameter count (10) are set; a trailing part of one is not.
+TEST(ParameterLayout, SetsWholeValuesUpToTheParameterCount) {
+    std::vector<float> values(12);
+    for (size_t i = 0; i < values.size(); ++i)
+        values[i] = 0.1f * static_cast<float>(i + 1);
+    for (const auto& [length, parametersSet] :
+         {std::pair<size_t, size_t>{12, 3}, {6, 1}, {3, 0}, {40, 10}, {48, 10}, {45, 10}}) {
+        Rig rig;
+        rig.fake.withParameters(std::vector<float>(10, -1.0f));
+        ASSERT_TRUE(rig.attach());
+        const auto bytes = floatBytes(values, length);
+        loadState(*rig.host, bytes.data(), bytes.size());
+        for (size_t i = 0; i < rig.fake.parameters.size(); ++i)
+            EXPECT_EQ(rig.fake.parameters[i], i < parametersSet ? values[i] : -1.0f)
+                << length << " bytes, parameter " << i;
+        EXPECT_EQ(rig.fake.parameterWrites.size(), parametersSet) << length << " bytes";
+    }
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -92,28 +93,20 @@ INSTANTIATE_TEST_SUITE_P(
                     SplitCase{"SizesThatWouldWrap", chunk(~uint64_t{0}, 2, {1, 2}), std::nullopt}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// What the bridge asked of its host. Found through AEffect::user.
-struct RecordingHost {
-    static intptr_t callback(AEffect* effect, int32_t opcode, int32_t index, intptr_t, void*,
-                             float opt) {
-        if (effect != nullptr && effect->user != nullptr)
-            static_cast<RecordingHost*>(effect->user)->calls.push_back({opcode, index, opt});
-        return opcode == audioMasterGetCurrentProcessLevel ? kVstProcessLevelOffline : 0;
-    }
-    struct Call {
-        int32_t opcode;
-        int32_t index;
-        float opt;
-        bool operator==(const Call&) const = default;
-    };
-    std::vector<Call> calls;
-};
+// The edits the bridge reported to its host, found through AEffect::user.
+using Edit = std::tuple<int32_t, int32_t, float>;
+intptr_t recordEdits(AEffect* effect, int32_t opcode, int32_t index, intptr_t, void*, float opt) {
+    if (effect != nullptr && effect->user != nullptr &&
+        (opcode == audioMasterBeginEdit || opcode == audioMasterAutomate ||
+         opcode == audioMasterEndEdit))
+        static_cast<std::vector<Edit>*>(effect->user)->emplace_back(opcode, index, opt);
+    return opcode == audioMasterGetCurrentProcessLevel ? kVstProcessLevelOffline : 0;
+}
 
 // One bridged instance of the test plug-in with TEST_VST3 `words`, loaded into this process.
 class BridgeRig {
   public:
-    BridgeRig(const std::string& tag, const std::string& words)
-        : layouts("bridge-" + tag), logPath(layouts.file("log")) {
+    explicit BridgeRig(const std::string& words) : logPath(layouts.file("log")) {
         ::setenv("TEST_VST3", words.c_str(), 1);
         ::setenv("TEST_VST3_LOG", logPath.c_str(), 1);
         module = Vst3Module::load(layouts.bundle("Gain", TEST_VST3_PATH));
@@ -122,10 +115,9 @@ class BridgeRig {
                 Steinberg::TUID id;
                 std::memcpy(id, info.classId.data(), sizeof id);
                 effect =
-                    vst3::Vst3Bridge::create(&module->factory(), id, 0, &RecordingHost::callback)
-                        ->getAEffect();
+                    vst3::Vst3Bridge::create(&module->factory(), id, 0, &recordEdits)->getAEffect();
             }
-        effect->user = &host;
+        effect->user = &edits;
         dispatch(effOpen);
         dispatch(effSetBlockSize, 0, 512);
         dispatch(effMainsChanged, 0, 1);
@@ -158,7 +150,7 @@ class BridgeRig {
     std::string logPath;
     std::shared_ptr<Vst3Module> module;
     AEffect* effect = nullptr;
-    RecordingHost host;
+    std::vector<Edit> edits;
 };
 
 bool logged(const BridgeRig& rig, const std::string& line) {
@@ -166,7 +158,7 @@ bool logged(const BridgeRig& rig, const std::string& line) {
 }
 
 TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
-    BridgeRig rig("chunks-controller", "controller-state");
+    BridgeRig rig("controller-state");
     const Bytes saved = rig.chunk();
     // The component's "TV3S" and three float64, then the controller's "TV3C" and one.
     ASSERT_EQ(saved, chunk(28, 12, Bytes(saved.begin() + 16, saved.end())));
@@ -177,7 +169,7 @@ TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
 }
 
 TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {
-    BridgeRig rig("programs", "");
+    BridgeRig rig("");
     EXPECT_EQ(rig.dispatch(effSetBypass, 0, 1), 1);
     EXPECT_EQ(rig.dispatch(effSetProgram, 0, 2), 1);
     EXPECT_EQ(rig.dispatch(effGetProgram), 2);
@@ -187,17 +179,12 @@ TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {
 }
 
 TEST(BridgeEditor, EditsMadeInTheEditorReachTheHostAndTheProcessor) {
-    BridgeRig rig("editor-edits", "editor");
+    BridgeRig rig("editor");
     int parent = 0;
     ASSERT_EQ(rig.dispatch(effEditOpen, 0, 0, &parent), 1);
-    std::vector<RecordingHost::Call> edits;
-    for (const auto& call : rig.host.calls)
-        if (call.opcode == audioMasterBeginEdit || call.opcode == audioMasterAutomate ||
-            call.opcode == audioMasterEndEdit)
-            edits.push_back(call);
-    EXPECT_EQ(edits, (std::vector<RecordingHost::Call>{{audioMasterBeginEdit, 0, 0.0f},
-                                                       {audioMasterAutomate, 0, 0.75f},
-                                                       {audioMasterEndEdit, 0, 0.0f}}));
+    EXPECT_EQ(rig.edits, (std::vector<Edit>{{audioMasterBeginEdit, 0, 0.0f},
+                                            {audioMasterAutomate, 0, 0.75f},
+                                            {audioMasterEndEdit, 0, 0.0f}}));
     // Read back before any block has taken it, then heard: 0.5 x 2 x 0.75.
     EXPECT_FLOAT_EQ(rig.effect->getParameter(rig.effect, 0), 0.75f);
     EXPECT_EQ(rig.process(), std::vector<float>(4, 0.75f));

@@ -15,21 +15,6 @@ class recordingSink : public Vesk::streamOut {
     std::string all;
 };
 
-TEST(BufferedStreamOut, HoldsSmallWritesUntilFullOrFlushedAndKeepsOrder) {
-    auto sink = std::make_shared<recordingSink>();
-    Vesk::bufferedStreamOut out(sink, 8);
-    out.write("abc", 3);
-    out.write("de", 2);
-    EXPECT_EQ(sink->all, "");
-    out.write("fghi", 4); // would overflow: the held bytes go first
-    EXPECT_EQ(sink->all, "abcde");
-    out.write("0123456789", 10); // larger than the buffer: passes straight through, in order
-    EXPECT_EQ(sink->all, "abcdefghi0123456789");
-    out.write("z", 1);
-    out.flush();
-    EXPECT_EQ(sink->all, "abcdefghi0123456789z");
-}
-
 // A source of four bytes per read that says whether more is at hand, and notes what the
 // watched sink had received when it was read.
 class tricklingSource : public Vesk::streamIn {

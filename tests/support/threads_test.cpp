@@ -79,27 +79,6 @@ TEST(Threads, StopRequestFromEarlierRunIsConsumedAtStart) {
     EXPECT_FALSE(aborted[1]);
 }
 
-TEST(Threads, FailuresOfTheBodyReachJoin) {
-    Vesk::threadEx failing([](void*) { throw Vesk::file_not_found(); });
-    failing.start();
-    EXPECT_THROW(failing.join(), Vesk::file_not_found);
-    // user_abort that no stop request caused is a failure like any other.
-    Vesk::threadEx selfAborting([](void*) { throw Vesk::user_abort(); });
-    selfAborting.start();
-    EXPECT_THROW(selfAborting.join(), Vesk::user_abort);
-}
-
-TEST(Waitables, SetFromAnotherThreadEndsUnlimitedWait) {
-    Vesk::waitable object;
-    Vesk::threadEx setter([&](void*) {
-        Vesk::sleep(0.05);
-        object.set();
-    });
-    setter.start();
-    EXPECT_NO_THROW(Vesk::wait(object));
-    setter.join();
-}
-
 TEST(Waitables, AborterWinsOverReadyObject) {
     Vesk::aborter stopper;
     Vesk::waitable object;
