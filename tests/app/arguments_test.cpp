@@ -1,74 +1,56 @@
 #include "app/arguments.h"
-#include "tests/common/case_name.h"
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
-
-using testing_support::caseName;
 
 ArgumentMap parse(std::vector<const char*> argv) {
     argv.insert(argv.begin(), {"vst-adapter", "process"});
     return argumentsFromCommandLine(static_cast<int>(argv.size()), argv.data());
 }
 
-struct NumberCase {
-    const char* text;
-    int value;
-};
-
-class WholeNumbers : public testing::TestWithParam<NumberCase> {};
-
-TEST_P(WholeNumbers, ReadLikeAtoi) {
-    EXPECT_EQ(readWholeNumber(GetParam().text), GetParam().value);
+std::string joined(const std::vector<const char*>& options) {
+    std::string text;
+    for (const char* option : options)
+        text += std::string(text.empty() ? "" : " ") + option;
+    return text;
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, WholeNumbers,
-                         testing::Values(NumberCase{"\t\n+7", 7}, NumberCase{"-3", -3},
-                                         NumberCase{"12abc", 12}, NumberCase{"- 3", 0},
-                                         NumberCase{"-2147483648", -2147483647 - 1},
-                                         NumberCase{"99999999999999999999", 2147483647}),
-                         [](const auto& info) { return caseName({info.param.text}); });
-
-struct PrecisionCase {
-    std::vector<const char*> options;
-    bool doublePrecision;
-};
-
-class Precision : public testing::TestWithParam<PrecisionCase> {};
-
-TEST_P(Precision, FollowsFloat64ThenEncoding) {
-    EXPECT_EQ(wantsDoublePrecision(parse(GetParam().options)), GetParam().doublePrecision);
+TEST(WholeNumbers, ReadLikeAtoi) {
+    for (const auto& [text, value] :
+         std::vector<std::pair<const char*, int>>{{"\t\n+7", 7},
+                                                  {"-3", -3},
+                                                  {"12abc", 12},
+                                                  {"- 3", 0},
+                                                  {"-2147483648", -2147483647 - 1},
+                                                  {"99999999999999999999", 2147483647}})
+        EXPECT_EQ(readWholeNumber(text), value) << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, Precision,
-    testing::Values(PrecisionCase{{"--float64", "yes"}, false},
-                    PrecisionCase{{"--float64", "1"}, true},
-                    PrecisionCase{{"--float64", "0", "--bits", "64", "--formattag", "3"}, false},
-                    PrecisionCase{{"--bits", "64", "--formattag", "3"}, true},
-                    PrecisionCase{{"--bits", "32", "--formattag", "3"}, false},
-                    PrecisionCase{{"--bits", "32"}, true}, PrecisionCase{{"--bits", "24"}, false}),
-    [](const auto& info) { return caseName(info.param.options); });
-
-struct LevelCase {
-    std::vector<const char*> options;
-    int level;
-};
-
-class ProcessLevel : public testing::TestWithParam<LevelCase> {};
-
-TEST_P(ProcessLevel, OnlyExactRealtimeIsRealtime) {
-    EXPECT_EQ(processLevelFromArguments(parse(GetParam().options)), GetParam().level);
+TEST(Precision, FollowsFloat64ThenEncoding) {
+    for (const auto& [options, doublePrecision] :
+         std::vector<std::pair<std::vector<const char*>, bool>>{
+             {{"--float64", "yes"}, false},
+             {{"--float64", "1"}, true},
+             {{"--float64", "0", "--bits", "64", "--formattag", "3"}, false},
+             {{"--bits", "64", "--formattag", "3"}, true},
+             {{"--bits", "32", "--formattag", "3"}, false},
+             {{"--bits", "32"}, true},
+             {{"--bits", "24"}, false}})
+        EXPECT_EQ(wantsDoublePrecision(parse(options)), doublePrecision) << joined(options);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, ProcessLevel,
-                         testing::Values(LevelCase{{"--process", "realtime"}, 2},
-                                         LevelCase{{"--process", "REALTIME"}, 4},
-                                         LevelCase{{"--process", "realtime "}, 4},
-                                         LevelCase{{}, 4}),
-                         [](const auto& info) { return caseName(info.param.options); });
+TEST(ProcessLevel, OnlyExactRealtimeIsRealtime) {
+    for (const auto& [options, level] :
+         std::vector<std::pair<std::vector<const char*>, int>>{{{"--process", "realtime"}, 2},
+                                                               {{"--process", "REALTIME"}, 4},
+                                                               {{"--process", "realtime "}, 4},
+                                                               {{}, 4}})
+        EXPECT_EQ(processLevelFromArguments(parse(options)), level) << joined(options);
+}
 
 } // namespace

@@ -134,41 +134,4 @@ INSTANTIATE_TEST_SUITE_P(
         Installed{"IemStereoEncoder", "iem.at/libStereoEncoder.so", 2, 4, {}, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// The same input gives the same bytes run after run, and nothing wild: plug-ins whose output
-// once depended on a seed or on memory past a short block. Output as 32-bit float, unclipped.
-TEST(InstalledPluginRepeat, TwoRunsGiveTheSameSaneBytes) {
-    struct Case {
-        const char* path;
-        uint32_t channels;
-        std::vector<size_t> pieces; // frames per audio message; empty: plain framing
-    };
-    for (const Case& c : {Case{"/usr/lib/lxvst/DragonflyRoomReverb-vst.so", 2, {}},
-                          Case{"/usr/lib/vst/ZynChorus.so", 1, {1, 100, 511, 1, 1387}}}) {
-        if (!std::filesystem::exists(c.path))
-            continue;
-        std::vector<float> floats;
-        for (const int16_t sample :
-             testing_support::samplesOf<int16_t>(loudChord(c.channels, 2000)))
-            floats.push_back(sample / 32768.0f);
-        std::string input = testing_support::bytesOf(floats), stream;
-        std::vector<std::string> arguments{
-            "--bits", "32",    "--formattag", "3",
-            "--rate", "44100", "--channels",  std::to_string(c.channels)};
-        if (!c.pieces.empty()) {
-            arguments.insert(arguments.end(), {"--protocol", "chunked"});
-            for (size_t offset = 0; const size_t frames : c.pieces) {
-                stream += chunk(1, input.substr(offset, frames * 4 * c.channels));
-                offset += frames * 4 * c.channels;
-            }
-            input = stream;
-        }
-        const auto first = run(c.path, arguments, input), second = run(c.path, arguments, input);
-        ASSERT_EQ(first.exitStatus, 0) << c.path << ": " << first.err;
-        EXPECT_TRUE(first.out == second.out) << c.path;
-        // Latency replies are small whole numbers, so they pass this bound too.
-        for (const float value : testing_support::samplesOf<float>(first.out))
-            ASSERT_LE(std::fabs(value), 4.0f) << c.path << ": a sample far beyond full scale";
-    }
-}
-
 } // namespace

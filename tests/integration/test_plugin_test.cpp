@@ -269,22 +269,4 @@ TEST(TestPluginSettings, StateMessageAppliesToTheAudioThatFollows) {
                 formatRecord(44100, 2, 3, 2, 3) + input + none + halved + none + halved + none);
 }
 
-// What the plug-in heard from the host while loading, one "key value" line each.
-TEST(TestPluginRecords, WhatThePlugInHearsWhileLoading) {
-    scratch::Folder folder;
-    const auto result =
-        runAdapter({"test", "--vst", TEST_EFFECT_PATH, "--rate", "48000", "--process", "realtime"},
-                   effect("", "", folder / "log"));
-    ASSERT_EQ(result.exitStatus, 0) << result.err;
-    const std::string log = "\n" + scratch::readFile(folder / "log");
-    // Inside its entry function the plug-in has no host object yet, so it hears the defaults;
-    // the rate is sent right after effOpen.
-    for (const char* line :
-         {"entry VSTPluginMain", "hostVersion 2400", "hostSampleRate 44100", "hostBlockSize 512",
-          "hostProcessLevel 4", "hostVendor Marrowvale", "hostProduct Marrowvale VST Adapter",
-          "hostVendorVersion 1", "hostCanDo sendVstTimeInfo 1", "hostCanDo sizeWindow 1",
-          "hostCanDo supplyIdle 1", "hostCanDo receiveVstMidiEvent 0", "dispatch 10 0 0 48000"})
-        EXPECT_NE(log.find("\n" + std::string(line) + "\n"), std::string::npos) << line << log;
-}
-
 } // namespace

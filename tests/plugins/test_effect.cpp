@@ -141,7 +141,6 @@ class TestEffect {
     intptr_t ask(int32_t opcode, intptr_t value = 0, void* ptr = nullptr, float opt = 0) {
         return host == nullptr ? 0 : host(&effect, opcode, 0, value, ptr, opt);
     }
-    void askHostAtEntry();
 
   private:
     // An editor changes parameters on the main thread while audio runs on another.
@@ -236,27 +235,6 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
     effect.object = this;
     effect.uniqueID = ('T' << 24) | ('E' << 16) | ('f' << 8) | 'x';
     effect.version = 1;
-}
-
-// What plug-ins commonly ask while being made, before the host has attached itself.
-void TestEffect::askHostAtEntry() {
-    if (host == nullptr)
-        return log.line("host null");
-    log.line("hostVersion " + std::to_string(host(nullptr, audioMasterVersion, 0, 0, nullptr, 0)));
-    log.line("hostSampleRate " + std::to_string(ask(audioMasterGetSampleRate)));
-    log.line("hostBlockSize " + std::to_string(ask(audioMasterGetBlockSize)));
-    log.line("hostProcessLevel " + std::to_string(ask(audioMasterGetCurrentProcessLevel)));
-    for (const int32_t opcode : {audioMasterGetVendorString, audioMasterGetProductString}) {
-        char text[256] = {};
-        ask(opcode, 0, text);
-        log.line((opcode == audioMasterGetVendorString ? "hostVendor " : "hostProduct ") +
-                 std::string(text, strnlen(text, sizeof text)));
-    }
-    log.line("hostVendorVersion " + std::to_string(ask(audioMasterGetVendorVersion)));
-    for (std::string capability :
-         {"sendVstTimeInfo", "sizeWindow", "supplyIdle", "receiveVstMidiEvent"})
-        log.line("hostCanDo " + capability + " " +
-                 std::to_string(ask(audioMasterCanDo, 0, capability.data())));
 }
 
 intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt) {
@@ -465,7 +443,6 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
         say("entry");
     auto instance = std::make_unique<TestEffect>(options, host, log);
     instance->leaveIfAsked("entry");
-    instance->askHostAtEntry();
     if (options.has("throw-entry"))
         instance->fail("entry");
     if (options.has("null"))
