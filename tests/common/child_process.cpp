@@ -1,12 +1,13 @@
 #include "tests/common/child_process.h"
-#include "tests/common/built_files.h"
 #include "tests/common/scratch.h"
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <map>
 #include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
@@ -21,6 +22,16 @@ extern char** environ;
 namespace testing_support {
 
 namespace {
+
+// CTest names the build folder; run by hand (or listed while building), a test executable finds
+// it from where it lives: <build>/tests/.
+std::filesystem::path buildFolder() {
+    if (const char* given = std::getenv("VST_ADAPTER_BUILD_DIR"); given != nullptr && *given != 0)
+        return given;
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::filesystem::path() : self.parent_path().parent_path();
+}
 
 // Starts `program` in the caller's environment with the options' changes; 0 or an error number.
 int spawn(const std::string& program, const std::vector<std::string>& arguments,
@@ -191,12 +202,32 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
     return result;
 }
 
+const char* builtFile(const char* relativePath) {
+    // Table rows keep the pointer: each path is made once and kept.
+    static std::map<std::string, std::string> paths;
+    auto [entry, added] = paths.try_emplace(relativePath);
+    if (added)
+        entry->second = (buildFolder() / relativePath).string();
+    return entry->second.c_str();
+}
+
 std::string adapterBinary() {
     return VST_ADAPTER_BINARY;
 }
 
 ChildResult runAdapter(const std::vector<std::string>& arguments, const ChildOptions& options) {
     return runChild(adapterBinary(), arguments, options);
+}
+
+ChildOptions headless() {
+    static const scratch::Folder home;
+    ChildOptions options;
+    options.environment["DISPLAY"] = std::nullopt;
+    options.environment["WAYLAND_DISPLAY"] = std::nullopt;
+    options.environment["HOME"] = home.path();
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    options.environment["ASAN_OPTIONS"] = std::string(asan ? asan : "") + ":detect_leaks=0";
+    return options;
 }
 
 } // namespace testing_support

@@ -19,40 +19,30 @@
 
 namespace {
 
-struct Encoding {
-    const char* bits;
-    const char* formatTag;
-};
+// Bits 0-2 of the set-up byte: --bits and --formattag. The last has no converter.
+constexpr const char* encodings[8][2] = {{"8", "1"},  {"16", "1"}, {"24", "1"}, {"32", "1"},
+                                         {"32", "3"}, {"64", "3"}, {"16", "1"}, {"12", "1"}};
 
-// Bits 0-2 of the set-up byte. The last one has no converter ("Format conversion failure").
-constexpr Encoding encodings[8] = {{"8", "1"},  {"16", "1"}, {"24", "1"}, {"32", "1"},
-                                   {"32", "3"}, {"64", "3"}, {"16", "1"}, {"12", "1"}};
-
-struct Pins {
-    const char* words;    // TEST_EFFECT words
-    const char* channels; // "--channels" when the command line carries a format
-};
-
-// Bits 5-6 of the set-up byte.
-constexpr Pins pinLayouts[4] = {
-    {"", "2"}, {"inputs=1,outputs=1", "1"}, {"inputs=6,outputs=6", "6"}, {"sidechain", "2"}};
+// Bits 5-6: TEST_EFFECT words after "double" (always able to run 64-bit, so the precision
+// follows --float64) and --channels when the command line carries a format.
+constexpr const char* pinLayouts[4][2] = {{"double", "2"},
+                                          {"double,inputs=1,outputs=1", "1"},
+                                          {"double,inputs=6,outputs=6", "6"},
+                                          {"double,sidechain", "2"}};
 
 class discardingSink : public Vesk::streamOut {
   public:
     void write(const void*, uint64_t) override {}
 };
 
-std::shared_ptr<ModuleLibrary>& testEffectModule() {
-    static std::shared_ptr<ModuleLibrary> module;
-    return module;
-}
+std::shared_ptr<ModuleLibrary> testEffectModule;
 
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     ::unsetenv("TEST_EFFECT_LOG");
-    testEffectModule() = ModuleLibrary::open(TEST_EFFECT_PATH);
-    if (!testEffectModule()) {
+    testEffectModule = ModuleLibrary::open(TEST_EFFECT_PATH);
+    if (!testEffectModule) {
         std::fprintf(stderr, "cannot load %s\n", TEST_EFFECT_PATH);
         std::abort();
     }
@@ -63,33 +53,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
     const uint8_t setup = data[0];
-    const Encoding& encoding = encodings[setup & 7];
-    const bool float64 = (setup & 0x08) != 0;
-    const bool formatOnCommandLine = (setup & 0x10) != 0;
-    const Pins& pins = pinLayouts[(setup >> 5) & 3];
-    const bool chunks = (setup & 0x80) != 0;
-
-    // Always able to run 64-bit, so the precision follows "--float64".
-    std::string words = "double";
-    if (*pins.words != '\0')
-        words += std::string(",") + pins.words;
-    if (chunks)
-        words += ",chunks";
+    const auto& pins = pinLayouts[(setup >> 5) & 3];
+    const std::string words = std::string(pins[0]) + ((setup & 0x80) != 0 ? ",chunks" : "");
     ::setenv("TEST_EFFECT", words.c_str(), 1);
 
     VSTGlobals globals;
     globals.command = "process";
     globals.arguments = {{"--protocol", "chunked"},
-                         {"--bits", encoding.bits},
-                         {"--formattag", encoding.formatTag},
-                         {"--float64", float64 ? "1" : "0"}};
-    if (formatOnCommandLine) {
-        globals.arguments["--rate"] = "44100";
-        globals.arguments["--channels"] = pins.channels;
-    }
+                         {"--bits", encodings[setup & 7][0]},
+                         {"--formattag", encodings[setup & 7][1]},
+                         {"--float64", (setup & 0x08) != 0 ? "1" : "0"}};
+    if ((setup & 0x10) != 0)
+        globals.arguments.insert({{"--rate", "44100"}, {"--channels", pins[1]}});
     globals.plugin = std::make_unique<PluginHost>();
     try {
-        loadVst2(*globals.plugin, testEffectModule());
+        loadVst2(*globals.plugin, testEffectModule);
     } catch (const LoadFailure&) {
         std::fprintf(stderr, "the test plug-in did not open with TEST_EFFECT=%s\n", words.c_str());
         std::abort();

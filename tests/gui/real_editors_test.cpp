@@ -3,7 +3,6 @@
 // wherever the pointer lands on one.
 
 #include "tests/common/child_process.h"
-#include "tests/common/real_plugins.h"
 #include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"
 

@@ -3,7 +3,6 @@
 #include "audio/stream_format.h"
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
-#include "tests/common/real_plugins.h"
 #include "tests/common/sample_bytes.h"
 
 #include <gtest/gtest.h>

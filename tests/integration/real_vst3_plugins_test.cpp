@@ -1,6 +1,5 @@
 // A real VST 3 limiter from Debian's zam-plugins through the built binary. Skipped when absent.
 #include "tests/common/child_process.h"
-#include "tests/common/real_plugins.h"
 #include "tests/common/vst3_bundles.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,6 @@
 // handling, set-up or latency shows up as a difference here.
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
-#include "tests/common/real_plugins.h"
 #include "tests/common/sample_bytes.h"
 
 #include <gtest/gtest.h>

@@ -4,18 +4,32 @@
 #include "support/thread_abort.h"
 #include "support/wait_for_any.h"
 #include "support/waitable.h"
-#include "tests/common/test_pipe.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <functional>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace {
 
-using Pipe = testing_support::TestPipe;
+// A pipe whose ends close with the object.
+struct Pipe {
+    int readEnd = -1, writeEnd = -1;
+    Pipe() {
+        int fds[2] = {-1, -1};
+        EXPECT_EQ(::pipe2(fds, O_CLOEXEC), 0);
+        readEnd = fds[0];
+        writeEnd = fds[1];
+    }
+    Pipe(const Pipe&) = delete;
+    ~Pipe() {
+        ::close(readEnd);
+        ::close(writeEnd);
+    }
+};
 
 // Blocking operations on an idle pipe that only the thread's aborter can end: a join that
 // returns with "user abort" is the stop request reaching the blocked call (ctest's time limit
