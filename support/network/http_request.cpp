@@ -7,6 +7,7 @@
 #include "support/thread_abort.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -76,9 +77,12 @@ struct httpRequest::transfer {
         return static_cast<transfer*>(self)->acceptBody(
             reinterpret_cast<const unsigned char*>(data), count);
     }
-    static size_t onHeader(char*, size_t, size_t count, void* self) {
-        static_cast<transfer*>(self)->received += count;
-        return count;
+    static size_t onHeader(char* line, size_t, size_t count, void* self) {
+        auto* owner = static_cast<transfer*>(self);
+        owner->received += count;
+        // The blank line ends a reply's headers.
+        const bool headersEnd = count <= 2 && (count == 0 || line[0] == '\r' || line[0] == '\n');
+        return headersEnd && owner->refusesEncoding() ? 0 : count;
     }
 
     size_t held() const { return pending.size() - pendingStart; }
@@ -89,6 +93,7 @@ struct httpRequest::transfer {
     template <class Predicate> void runUntil(Predicate enough);
     void waitForActivity(int milliseconds);
     bool connected() const;
+    bool refusesEncoding();
     void throwIfFailed() const;
 
     std::string shownUrl;
@@ -110,6 +115,8 @@ struct httpRequest::transfer {
 
     bool finished = false;
     CURLcode result = CURLE_OK;
+    // The Content-Encoding of a reply refused before its body.
+    std::string refusedEncoding;
 };
 
 httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& timeouts)
@@ -132,9 +139,8 @@ httpRequest::transfer::transfer(const std::string& url, const networkTimeouts& t
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectSeconds * 1000.0));
     set(CURLOPT_BUFFERSIZE, receiveBytes);
     set(CURLOPT_USERAGENT, "vst-adapter");
-    // A compressed body is decoded before anyone reads it, and one in an encoding the library
-    // cannot decode fails the request: encoded bytes must never pass for audio.
-    set(CURLOPT_ACCEPT_ENCODING, "");
+    // No encoding is asked for, and a reply in one is refused (refusesEncoding): a decoder
+    // could hide a cut-off body, and encoded bytes must never pass for audio.
     set(CURLOPT_WRITEFUNCTION, onBody);
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_HEADERFUNCTION, onHeader);
@@ -265,11 +271,40 @@ template <class Predicate> void httpRequest::transfer::runUntil(Predicate enough
     }
 }
 
-void httpRequest::transfer::throwIfFailed() const {
-    if (result == CURLE_OK)
-        return;
+bool httpRequest::transfer::refusesEncoding() {
+    // Only the reply whose body is the input counts: not a redirect, interim or error reply.
     long status = 0;
     curlLibrary().easyGetinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (status < 200 || status > 299)
+        return false;
+    for (size_t index = 0;; ++index) {
+        curl_header* header = nullptr;
+        if (curlLibrary().easyHeader(easy.get(), "Content-Encoding", index, CURLH_HEADER, -1,
+                                     &header) != CURLHE_OK)
+            return false;
+        std::string value = header->value;
+        value.erase(0, value.find_first_not_of(" \t"));
+        value.erase(value.find_last_not_of(" \t") + 1);
+        std::transform(value.begin(), value.end(), value.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        if (!value.empty() && value != "identity") {
+            refusedEncoding = header->value;
+            return true;
+        }
+        if (index + 1 >= header->amount)
+            return false;
+    }
+}
+
+void httpRequest::transfer::throwIfFailed() const {
+    long status = 0;
+    curlLibrary().easyGetinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (!refusedEncoding.empty())
+        throwTransferFailure(CURLE_BAD_CONTENT_ENCODING, status,
+                             "unsupported Content-Encoding: " + escapedForMessage(refusedEncoding),
+                             shownUrl);
+    if (result == CURLE_OK)
+        return;
     throwTransferFailure(result, status, errorText, shownUrl);
 }
 
@@ -309,11 +344,6 @@ void httpRequest::waitReady() {
 }
 
 std::optional<uint64_t> httpRequest::contentLength() const {
-    // The length of an encoded body is not the length of what the reader gets.
-    curl_header* encoding = nullptr;
-    if (curlLibrary().easyHeader(state->easy.get(), "Content-Encoding", 0, CURLH_HEADER, -1,
-                                 &encoding) == CURLHE_OK)
-        return std::nullopt;
     curl_off_t length = -1;
     curlLibrary().easyGetinfo(state->easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     if (length < 0)

@@ -18,7 +18,9 @@ OPTIONS for bodies:
   cut=N                        close the connection after N body bytes (a chunked body then
                                lacks its last chunk)
   stall=N                      stop after N body bytes and keep the connection open
+  gzip=1                       send the body gzip-compressed, with "Content-Encoding: gzip"
 """
+import gzip
 import http.server
 import os
 import random
@@ -84,12 +86,17 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def send_body(self, body, options):
+        if "gzip" in options:
+            packed = gzip.compress(bytes(body[1](0, body[0])))
+            body = len(packed), lambda offset, count: memoryview(packed)[offset:offset + count]
         size, read_at = body
         chunked = options.get("coding") == "chunked"
         pieces = [int(p) for p in options.get("pieces", str(1 << 20)).split(",")]
         stop = min(int(options.get("cut", size)), int(options.get("stall", size)), size)
         self.send_response(200)
         self.send_header("Content-Type", "application/octet-stream")
+        if "gzip" in options:
+            self.send_header("Content-Encoding", "gzip")
         if chunked:
             self.send_header("Transfer-Encoding", "chunked")
         else:

@@ -55,6 +55,7 @@ TEST_F(NetworkProcess, FailuresEndWithOneLineAndStatus255) {
         {"/files/missing.raw", "HTTP error 404 from %s\n"},
         {"/files/plain.raw?cut=100001", "broken reply: %s ("},
         {"/files/plain.raw?coding=chunked&cut=192000", "broken reply: %s ("},
+        {"/files/plain.raw?gzip=1&coding=chunked", "broken reply: %s ("},
         {"/loop", "too many redirects: %s ("},
     };
     for (const auto& [path, message] : cases) {
