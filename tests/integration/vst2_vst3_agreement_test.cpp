@@ -1,7 +1,5 @@
-// Debian's zam-plugins builds every plug-in twice from one DSP source, as VST 2 and as VST 3.
-// Driven through the bridge, the VST 3 build must sound like the VST 2 build driven directly:
-// the same samples and latency for the same samples in. A fault in the bridge's buffers, block
-// handling, set-up or latency shows up as a difference here.
+// zam-plugins builds every plug-in as VST 2 and as VST 3 from one DSP source: through the bridge,
+// the VST 3 build must give the VST 2 build's samples and latency (buffers, blocks, set-up).
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/sample_bytes.h"

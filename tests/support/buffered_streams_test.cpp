@@ -49,4 +49,13 @@ TEST(BufferedStreamIn, FlushesTheLinkedOutputOnlyBeforeWaiting) {
     EXPECT_EQ(source->seenAtLastRead, "reply") << "about to wait: flushed first";
 }
 
+TEST(BufferedStreamOut, KeepsEveryByteInOrderAcrossFullBuffers) {
+    auto sink = std::make_shared<recordingSink>();
+    Vesk::bufferedStreamOut out(sink, 8);
+    for (const std::string piece : {"abc", "defgh", "ij", "klmnopqrstu", "v"})
+        out.write(piece.data(), piece.size());
+    out.flush();
+    EXPECT_EQ(sink->all, "abcdefghijklmnopqrstuv");
+}
+
 } // namespace
