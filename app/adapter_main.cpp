@@ -4,7 +4,7 @@
 #include "app/fatal_reports.h"
 #include "app/usage.h"
 #include "app/vst_globals.h"
-#include "hosting/plugin_loading.h"
+#include "hosting/process_defaults.h"
 #include "support/standard_streams.h"
 #include "support/thread_platform.h"
 

@@ -10,6 +10,6 @@ bool runConfigureCommand(VSTGlobals& globals) {
     // Returns only for a plug-in without an editor; otherwise the process ends when the window
     // is closed, the settings written back (status 255 when they could not be).
     const PluginStageScope stage(PluginStage::editor);
-    return runEditorWindow(*globals.plugin,
+    return runEditorWindow(globals.plugin,
                            [&globals] { return saveStateToFileReporting(globals); });
 }

@@ -63,8 +63,8 @@ std::shared_ptr<Vesk::fileInOut> openRedirections(VSTGlobals& globals) {
     return outputFile;
 }
 
-bool hasEditorOrParameters(const PluginHost& plugin) {
-    return plugin.hasEditorFlag() || plugin.parameterCount() > 0;
+bool hasEditorOrParameters(const Plugin& plugin) {
+    return plugin.hasEditor() || plugin.parameterCount() > 0;
 }
 
 } // namespace

@@ -1,31 +1,26 @@
 #include "app/commands.h"
 
-#include "hosting/vst2/vst2_abi.h"
-
 #include <cstdio>
 
 namespace {
 
-void printPins(PluginHost& plugin, const char* heading, const char* pinName, int32_t count,
-               int32_t opcode) {
+void printPins(const Plugin& plugin, const char* heading, const char* pinName, int32_t count,
+               PinSide side) {
     std::fprintf(stderr, "Number of %s: %i\n", heading, count);
-    for (int32_t pin = 0; pin < count; ++pin) {
-        std::fprintf(stderr, "  %s %i:\n", pinName, pin);
-        VstPinProperties properties{};
-        plugin.dispatch(opcode, pin, 0, &properties);
-        // The label need not be terminated: print at most its field.
-        std::fprintf(stderr, "    .label = %.*s\n", static_cast<int>(sizeof properties.label),
-                     properties.label);
-        std::fprintf(stderr, "    .flags = %i\n", properties.flags);
-        std::fprintf(stderr, "    .arrangementType = %i\n", properties.arrangementType);
+    for (int32_t index = 0; index < count; ++index) {
+        std::fprintf(stderr, "  %s %i:\n", pinName, index);
+        const PinProperties pin = plugin.pin(side, index);
+        std::fprintf(stderr, "    .label = %s\n", pin.label.c_str());
+        std::fprintf(stderr, "    .flags = %i\n", pin.flags);
+        std::fprintf(stderr, "    .arrangementType = %i\n", pin.arrangementType);
     }
 }
 
 } // namespace
 
 bool runInfoCommand(VSTGlobals& globals) {
-    PluginHost& plugin = *globals.plugin;
-    printPins(plugin, "inputs", "Input", plugin.numInputs(), effGetInputProperties);
-    printPins(plugin, "outputs", "Output", plugin.numOutputs(), effGetOutputProperties);
+    const Plugin& plugin = *globals.plugin;
+    printPins(plugin, "inputs", "Input", plugin.inputCount(), PinSide::input);
+    printPins(plugin, "outputs", "Output", plugin.outputCount(), PinSide::output);
     return true;
 }

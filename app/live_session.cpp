@@ -42,7 +42,7 @@ bool runConfigureLiveCommand(VSTGlobals& globals) {
     worker.start(Vesk::schedulingOfCallingThread());
     // Closing the editor ends the process here, whatever the worker is doing.
     const PluginStageScope stage(PluginStage::editor);
-    const bool shown = globals.plugin && runEditorWindow(*globals.plugin, [&globals] {
+    const bool shown = globals.plugin && runEditorWindow(globals.plugin, [&globals] {
                            return saveStateToFileReporting(globals);
                        });
     // Only without an editor do we get here: the worker is stopped, also inside a read.

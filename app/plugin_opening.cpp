@@ -2,27 +2,17 @@
 
 #include "app/command_failure.h"
 #include "hosting/load_failure.h"
-#include "hosting/module/module_library.h"
-#include "hosting/plugin_loading.h"
 #include "hosting/plugin_stage.h"
 #include "support/message_text.h"
 
 namespace {
 
-std::unique_ptr<PluginHost> newHost(const VSTGlobals& globals) {
-    auto host = std::make_unique<PluginHost>();
-    host->setProcessLevel(processLevelFromArguments(globals.arguments));
-    return host;
-}
-
-std::unique_ptr<PluginHost> tryVst3(const VSTGlobals& globals, const std::string& path) {
-    auto host = newHost(globals);
+void tryVst3(VSTGlobals& globals, const std::string& path) {
     try {
-        loadVst3(*host, path);
+        globals.plugin.openVst3(path, processLevelFromArguments(globals.arguments));
     } catch (const LoadFailure&) {
-        return nullptr; // the VST 2 attempt, when allowed, says why
+        // the VST 2 attempt, when allowed, says why
     }
-    return host;
 }
 
 // The system loader's reason comes first, on its own line, when it gave one.
@@ -35,20 +25,14 @@ std::string vst2FailureText(const LoadFailure& failure, const std::string& path)
     return text + "Could not load VST: " + shown + "\n";
 }
 
-std::unique_ptr<PluginHost> tryVst2(const VSTGlobals& globals, const std::string& path,
-                                    std::string& failureText) {
-    auto host = newHost(globals);
+void tryVst2(VSTGlobals& globals, const std::string& path, std::string& failureText) {
     // Only the VST 2 path learns the rate before loading; kept as the parent expects.
     const int rate = getIntOption(globals.arguments, "--rate");
-    if (rate >= 1)
-        host->setSampleRate(rate);
     try {
-        loadVst2(*host, ModuleLibrary::open(path));
+        globals.plugin.openVst2(path, processLevelFromArguments(globals.arguments), rate);
     } catch (const LoadFailure& failure) {
         failureText = vst2FailureText(failure, path);
-        return nullptr;
     }
-    return host;
 }
 
 } // namespace
@@ -61,9 +45,9 @@ void openPluginFromArguments(VSTGlobals& globals, const std::string& path) {
     std::string failureText;
     const PluginStageScope stage(PluginStage::loading);
     if (allowVst3)
-        globals.plugin = tryVst3(globals, path);
+        tryVst3(globals, path);
     if (!globals.plugin && allowVst2)
-        globals.plugin = tryVst2(globals, path, failureText);
+        tryVst2(globals, path, failureText);
     if (!globals.plugin)
         throw CommandFailure(failureText + "Could not open VST.");
 }

@@ -3,7 +3,7 @@
 #include "app/state_file.h"
 
 #include "audio/framing.h"
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
 #include "audio/vst_process.h"
 #include "hosting/plugin_stage.h"
 #include "support/buffered_streams.h"
@@ -18,7 +18,7 @@ namespace {
 std::unique_ptr<vstProcessShared> makeProcessor(VSTGlobals& globals) {
     const SampleEncoding encoding = sampleEncodingFromArguments(globals.arguments);
     auto giveSettingsFile = [&globals] { applyStateData(globals); };
-    if (wantsDoublePrecision(globals.arguments) && globals.plugin->canDoubleReplacing())
+    if (wantsDoublePrecision(globals.arguments) && globals.plugin->canProcessDouble())
         return std::make_unique<vstProcess2<double>>(globals.plugin, encoding.bits,
                                                      encoding.formatTag, globals.output.get(),
                                                      giveSettingsFile);

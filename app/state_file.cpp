@@ -1,6 +1,5 @@
 #include "app/state_file.h"
 
-#include "hosting/plugin_state.h"
 #include "support/errors.h"
 #include "support/file_replace.h"
 #include "support/message_text.h"
@@ -21,8 +20,8 @@ namespace {
 constexpr int writeAttempts = 10;
 constexpr auto writeRetryDelay = std::chrono::milliseconds(10);
 
-bool acceptsState(const PluginHost& host) {
-    return host.effect() != nullptr && (host.hasEditorFlag() || host.parameterCount() > 0);
+bool acceptsState(const Plugin& plugin) {
+    return plugin.hasEditor() || plugin.parameterCount() > 0;
 }
 
 // Read-only, so that a failed or partial read can never damage the file. Opened without
@@ -95,13 +94,13 @@ void loadStateFile(VSTGlobals& globals) {
 
 void applyStateData(VSTGlobals& globals) {
     if (!globals.stateData.empty() && globals.plugin && acceptsState(*globals.plugin))
-        loadState(*globals.plugin, globals.stateData.data(), globals.stateData.size());
+        globals.plugin->loadState(globals.stateData);
 }
 
 void saveStateToFile(VSTGlobals& globals) {
-    if (globals.dataPath.empty() || !globals.plugin || globals.plugin->effect() == nullptr)
+    if (globals.dataPath.empty() || !globals.plugin)
         return;
-    std::vector<uint8_t> current = saveState(*globals.plugin);
+    std::vector<uint8_t> current = globals.plugin->saveState();
     // An empty answer is a plug-in that could not give its settings, not settings to keep.
     if (current.empty() || current == globals.stateData)
         return;

@@ -1,6 +1,6 @@
 #include "audio/framing.h"
 
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
 #include "audio/vst_process_shared.h"
 #include "support/errors.h"
 #include "support/stream.h"

@@ -1,10 +1,8 @@
 #include "audio/vst_process.h"
 
-#include "hosting/plugin_state.h"
-
 #include "hosting/load_failure.h"
-#include "hosting/plugin_loading.h"
 #include "hosting/plugin_slot.h"
+#include "hosting/process_defaults.h"
 #include "support/stream.h"
 
 #include <algorithm>
@@ -23,7 +21,7 @@ vstProcess2<T>::vstProcess2(PluginSlot& plugin, int32_t bits, int32_t formatTag,
     : vstProcessShared(bits, formatTag, output), slot(plugin),
       giveSettingsFile(std::move(giveSettingsFile)) {}
 
-template <typename T> PluginHost& vstProcess2<T>::plugin() const {
+template <typename T> Plugin& vstProcess2<T>::plugin() const {
     // A failed reopen leaves no plug-in; anything asked of it afterwards cannot be processed.
     if (!slot)
         throw std::runtime_error("VST processing failure");
@@ -32,25 +30,15 @@ template <typename T> PluginHost& vstProcess2<T>::plugin() const {
 
 template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format) {
     constexpr bool useDouble = std::is_same_v<T, double>;
-    const bool rateCanBeTold =
-        format.sampleRate >= 1 &&
-        format.sampleRate <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
-    if (reopenForRate && !audioSinceOpen && rateCanBeTold &&
-        static_cast<uint32_t>(plugin().rateAtOpen()) != format.sampleRate &&
-        plugin().bridge() == nullptr && plugin().entryPoint() != nullptr)
+    if (reopenForRate && !audioSinceOpen && plugin().wouldLearnRateByReopening(format.sampleRate))
         reopenAtRate(format.sampleRate);
-    PluginHost& host = plugin();
+    Plugin& host = plugin();
     const StreamFormat asked = format;
     // Refused here, before any audio, rather than run blocks that could not produce output.
     if (!useDouble && !host.canProcessFloat())
         throw std::runtime_error("VST has no processing function");
-    {
-        // Precision and format in one suspension: some plug-ins do real work on resume.
-        const PluginHost::Reconfiguration suspended(host);
-        host.setProcessPrecision(useDouble);
-        if (!host.setFormat(format))
-            throw std::runtime_error("VST refused audio format");
-    }
+    if (!host.configure(useDouble, format))
+        throw std::runtime_error("VST refused audio format");
     if (!converter.setup(format.inputChannels, format.outputChannels, bits(), isFloatFormat(),
                          blockFrames))
         throw std::runtime_error("Format conversion failure");
@@ -112,7 +100,7 @@ template <typename T> void vstProcess2<T>::renderTail(const TailSink& sink) {
 template <typename T> uint32_t vstProcess2<T>::latencyFrames() {
     if (!slot)
         return 0;
-    const int32_t delay = slot->initialDelay();
+    const int32_t delay = slot->latency();
     return delay > 0 ? static_cast<uint32_t>(delay) : 0;
 }
 
@@ -135,7 +123,7 @@ template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
     if (settingsFileInForce && giveSettingsFile)
         giveSettingsFile();
     for (const auto& state : statesSinceOpen)
-        loadState(plugin(), state.data(), state.size());
+        plugin().loadState(state);
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
@@ -154,8 +142,8 @@ template <typename T> void vstProcess2<T>::reopenPlugin() {
 template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint64_t length) {
     if (!slot)
         return;
-    loadState(*slot, data, length);
-    if (!audioSinceOpen && reopenForRate && slot->bridge() == nullptr)
+    slot->loadState({data, static_cast<size_t>(length)});
+    if (!audioSinceOpen && reopenForRate && slot->readsRateOnlyWhenOpening())
         statesSinceOpen.emplace_back(data, data + length);
 }
 

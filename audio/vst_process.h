@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-class PluginHost;
+class Plugin;
 class PluginSlot;
 
 // The processor the process and live commands drive: converts stream bytes (`bits` and
@@ -33,7 +33,7 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
     void setReopenForRate(bool allowed) { reopenForRate = allowed; }
 
   private:
-    PluginHost& plugin() const;
+    Plugin& plugin() const;
     bool runBlock(uint32_t frames);
     void openFreshInstance(int32_t rate);
     void reopenAtRate(uint32_t rate);

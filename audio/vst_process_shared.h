@@ -1,6 +1,7 @@
 #pragma once
 
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
+#include "hosting/plugin.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,7 +18,7 @@ class streamOut;
 class vstProcessShared {
   public:
     // The block size handed to plug-ins, whatever the stream carries.
-    static constexpr uint32_t blockFrames = 512;
+    static constexpr uint32_t blockFrames = Plugin::blockFrames;
 
     // `bits` and `formatTag` as read from the options (a tag below 1 counts as 1). `output` is
     // where processed audio goes; it belongs to the caller and may be null.

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char vendorName[] = "Marrowvale";
 constexpr const char productName[] = "Marrowvale VST Adapter";
-constexpr intptr_t blockSize = 512;
+constexpr intptr_t blockSize = Plugin::blockFrames;
 
 bool hostCanDo(const void* text) {
     if (text == nullptr)

@@ -1,19 +1,17 @@
 #include "hosting/plugin_host.h"
 
-#include "hosting/editor/editor_window.h"
 #include "hosting/guarded_call.h"
 #include "hosting/module/module_library.h"
 #include "hosting/plugin_stage.h"
 #include "hosting/vst2/speaker_layout.h"
-#include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst2/vst2_kind.h"
 #include "hosting/vst3/vst3_module.h"
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
-
-constexpr int defaultEditorSize = 100;
 
 // The leading group of pins sharing pin 0's arrangement type; later groups (side chains) are
 // left unconnected. Returns the group size and pin 0's type.
@@ -54,7 +52,7 @@ uint32_t maskIfItFits(uint32_t mask, uint32_t channels) {
 }
 
 // Some plug-ins read or write a whole declared block whatever the frame count says.
-constexpr size_t declaredBlockFrames = PluginHost::blockFrames;
+constexpr size_t declaredBlockFrames = Plugin::blockFrames;
 
 } // namespace
 
@@ -84,8 +82,8 @@ PluginHost::~PluginHost() {
     if (loaded.effect != nullptr) {
         dispatch(effClose);
         loaded.effect = nullptr;
-        loaded.bridge = nullptr;
     }
+    loaded.kind.reset();
     pins.clear();
     scratch.clear();
     loaded.library.reset();
@@ -97,6 +95,9 @@ void PluginHost::adoptEffect(AEffect* effect) {
     if (effect == nullptr)
         return;
     effect->user = this;
+    // A record made without a loader (tests) is driven as the VST 2 record it is.
+    if (!loaded.kind)
+        loaded.kind = std::make_unique<Vst2Kind>();
     const int32_t rate = transport.sampleRate;
     loaded.rateAtOpen = rate != 0 ? rate : defaultSampleRate;
 }
@@ -158,6 +159,12 @@ bool PluginHost::setProcessPrecision(bool useDouble) {
     return precision.accepted;
 }
 
+bool PluginHost::configure(bool useDouble, StreamFormat& format) {
+    const Reconfiguration suspended(*this);
+    setProcessPrecision(useDouble);
+    return setFormat(format);
+}
+
 bool PluginHost::setFormat(StreamFormat& format) {
     if (applied.request == format) {
         // Suspending for nothing would cut the plug-in's reverb tails and delay lines short.
@@ -187,8 +194,8 @@ void PluginHost::sendSpeakerArrangements(const StreamFormat& format) {
 bool PluginHost::applyFormat(StreamFormat& format) {
     setSampleRate(static_cast<int32_t>(format.sampleRate));
     sendSpeakerArrangements(format);
-    const int32_t inputs = numInputs();
-    const int32_t outputs = numOutputs();
+    const int32_t inputs = inputCount();
+    const int32_t outputs = outputCount();
     // Counts may have changed since loading (audioMasterIOChanged).
     if (inputs < 1 || outputs < 1 || !pinCountsWithinLimits())
         return false;
@@ -219,15 +226,15 @@ bool PluginHost::applyFormat(StreamFormat& format) {
     return true;
 }
 
-int32_t PluginHost::numInputs() const {
+int32_t PluginHost::inputCount() const {
     return loaded.effect ? std::max(loaded.effect->numInputs, 0) : 0;
 }
 
-int32_t PluginHost::numOutputs() const {
+int32_t PluginHost::outputCount() const {
     return loaded.effect ? std::max(loaded.effect->numOutputs, 0) : 0;
 }
 
-bool PluginHost::canDoubleReplacing() const {
+bool PluginHost::canProcessDouble() const {
     return loaded.effect && (loaded.effect->flags & effFlagsCanDoubleReplacing) &&
            loaded.effect->processDoubleReplacing;
 }
@@ -242,21 +249,7 @@ bool PluginHost::pinCountsWithinLimits() const {
            loaded.effect->numOutputs <= mostPins;
 }
 
-bool PluginHost::hasEditorFlag() const {
-    return loaded.effect && (loaded.effect->flags & effFlagsHasEditor);
-}
-
-int32_t PluginHost::parameterCount() const {
-    return loaded.effect ? loaded.effect->numParams : 0;
-}
-
-uint32_t PluginHost::parameterNumber(int32_t index) const {
-    if (loaded.bridge)
-        return loaded.bridge->parameterId(index).value_or(static_cast<uint32_t>(index));
-    return static_cast<uint32_t>(index);
-}
-
-int32_t PluginHost::initialDelay() const {
+int32_t PluginHost::latency() const {
     return loaded.effect ? loaded.effect->initialDelay : 0;
 }
 
@@ -264,14 +257,25 @@ intptr_t PluginHost::tailSize() const {
     return dispatch(effGetTailSize);
 }
 
+bool PluginHost::readsRateOnlyWhenOpening() const {
+    return loaded.kind && loaded.kind->learnsRateOnlyWhenOpening() && loaded.entryPoint != nullptr;
+}
+
+bool PluginHost::wouldLearnRateByReopening(uint32_t rate) const {
+    const bool rateCanBeTold =
+        rate >= 1 && rate <= static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
+    return rateCanBeTold && readsRateOnlyWhenOpening() &&
+           static_cast<uint32_t>(loaded.rateAtOpen) != rate;
+}
+
 template <typename Sample>
 Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive,
                               uint32_t outputsLive) {
-    const auto inputCount = static_cast<uint32_t>(numInputs());
-    const auto outputCount = static_cast<uint32_t>(numOutputs());
-    const size_t unusedInputs = inputCount - std::min(inputsLive, inputCount);
-    const size_t unused = unusedInputs + (outputCount - std::min(outputsLive, outputCount));
-    pins.resize(inputCount + outputCount);
+    const auto inputPins = static_cast<uint32_t>(inputCount());
+    const auto outputPins = static_cast<uint32_t>(outputCount());
+    const size_t unusedInputs = inputPins - std::min(inputsLive, inputPins);
+    const size_t unused = unusedInputs + (outputPins - std::min(outputsLive, outputPins));
+    pins.resize(inputPins + outputPins);
     auto doublesFor = [](size_t channels) {
         return (channels * declaredBlockFrames * sizeof(Sample) + sizeof(double) - 1) /
                sizeof(double);
@@ -282,11 +286,11 @@ Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputs
     // place, in their inputs too. What lands in unused outputs is never read.
     std::fill_n(scratch.begin(), doublesFor(unusedInputs), 0.0);
     auto* silent = reinterpret_cast<Sample*>(scratch.data());
-    for (uint32_t pin = 0; pin < inputCount; ++pin)
+    for (uint32_t pin = 0; pin < inputPins; ++pin)
         pins[pin] =
             pin < inputsLive ? inputs[pin] : std::exchange(silent, silent + declaredBlockFrames);
-    for (uint32_t pin = 0; pin < outputCount; ++pin)
-        pins[inputCount + pin] =
+    for (uint32_t pin = 0; pin < outputPins; ++pin)
+        pins[inputPins + pin] =
             pin < outputsLive ? outputs[pin] : std::exchange(silent, silent + declaredBlockFrames);
     return reinterpret_cast<Sample**>(pins.data());
 }
@@ -308,13 +312,13 @@ void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frame
 bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
     if (!transport.active || !canProcessFloat())
         return false;
-    if (static_cast<uint32_t>(numInputs() + numOutputs()) ==
+    if (static_cast<uint32_t>(inputCount() + outputCount()) ==
         applied.inputsUsed + applied.outputsUsed) {
         callProcessFloat(inputs, outputs, frames);
         return true;
     }
     float** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
-    callProcessFloat(all, all + numInputs(), frames);
+    callProcessFloat(all, all + inputCount(), frames);
     return true;
 }
 
@@ -322,13 +326,13 @@ bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames
     if (!transport.active || loaded.effect == nullptr ||
         loaded.effect->processDoubleReplacing == nullptr)
         return false;
-    if (static_cast<uint32_t>(numInputs() + numOutputs()) ==
+    if (static_cast<uint32_t>(inputCount() + outputCount()) ==
         applied.inputsUsed + applied.outputsUsed) {
         loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames);
         return true;
     }
     double** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
-    loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), frames);
+    loaded.effect->processDoubleReplacing(loaded.effect, all, all + inputCount(), frames);
     return true;
 }
 
@@ -347,89 +351,10 @@ void PluginHost::prime() {
     if (precision.useDouble) {
         if (loaded.effect->processDoubleReplacing) {
             double** all = pinArray<double>(nullptr, nullptr, 0, 0);
-            loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), 0);
+            loaded.effect->processDoubleReplacing(loaded.effect, all, all + inputCount(), 0);
         }
         return;
     }
     float** all = pinArray<float>(nullptr, nullptr, 0, 0);
-    callProcessFloat(all, all + numInputs(), 0);
-}
-
-void PluginHost::editorSize(int& width, int& height) const {
-    width = defaultEditorSize;
-    height = defaultEditorSize;
-    if (!hasEditorFlag())
-        return;
-    ERect* rect = nullptr;
-    dispatch(effEditGetRect, 0, 0, &rect);
-    if (rect != nullptr) {
-        width = rect->right - rect->left;
-        height = rect->bottom - rect->top;
-    }
-}
-
-void PluginHost::openEditor(EditorWindow& window) {
-    if (loaded.effect == nullptr || editor.open || !hasEditorFlag())
-        return;
-    editor.open = true;
-    dispatch(effEditOpen, 0, 0, window.nativeHandle());
-    editor.window = &window;
-}
-
-void PluginHost::idleStep() {
-    if (loaded.effect == nullptr)
-        return;
-    if (needIdle)
-        needIdle = dispatch(effIdle) != 0;
-    if (editor.open)
-        dispatch(effEditIdle);
-    if (editor.resizeCountdown >= 1) {
-        --editor.resizeCountdown;
-        int width = 0;
-        int height = 0;
-        editorSize(width, height);
-        if (width == editor.baselineWidth && height == editor.baselineHeight)
-            return;
-        resizeEditorWindow(width, height);
-        editor.resizeCountdown = 0;
-    }
-}
-
-void PluginHost::idleOnRequest() {
-    const bool remembered = needIdle;
-    needIdle = true;
-    idleStep();
-    idleStep();
-    needIdle = remembered;
-}
-
-void PluginHost::editorIdle() {
-    if (!editor.open)
-        return;
-    if (needIdle)
-        needIdle = dispatch(effIdle) != 0;
-    dispatch(effEditIdle);
-}
-
-void PluginHost::resizeEditorWindow(int width, int height) {
-    if (editor.window != nullptr)
-        editor.window->setContentSize(width, height);
-}
-
-void PluginHost::rememberEditorSize() {
-    if (!editor.open)
-        return;
-    int width = 0;
-    int height = 0;
-    editorSize(width, height);
-    editor.baselineWidth = width;
-    editor.baselineHeight = height;
-}
-
-void PluginHost::letEditorCatchUp() {
-    if (!editor.open)
-        return;
-    dispatch(effEditIdle);
-    editorIdle();
-    editor.resizeCountdown = 100;
+    callProcessFloat(all, all + inputCount(), 0);
 }

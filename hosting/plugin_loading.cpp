@@ -5,7 +5,10 @@
 #include "hosting/load_failure.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_stage.h"
+#include "hosting/process_defaults.h"
+#include "hosting/vst2/vst2_kind.h"
 #include "hosting/vst3/vst3_bridge.h"
+#include "hosting/vst3/vst3_kind.h"
 #include "hosting/vst3/vst3_module.h"
 
 #include <cstdlib>
@@ -35,7 +38,7 @@ bool attachEffect(PluginHost& host, AEffect* effect) {
         host.dispatch(effOpen);
         if (const int32_t rate = host.sampleRate(); rate != 0)
             host.dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
-        host.dispatch(effSetBlockSize, 0, PluginHost::blockFrames);
+        host.dispatch(effSetBlockSize, 0, Plugin::blockFrames);
     });
     if (!opened)
         return false;
@@ -48,6 +51,7 @@ namespace {
 void openFromEntry(PluginHost& host, VstPluginMainProc entry,
                    std::shared_ptr<ModuleLibrary> library) {
     host.adoptVst2Code(entry, std::move(library));
+    host.adoptKind(std::make_unique<Vst2Kind>());
     AEffect* effect = nullptr;
     if (!guardedCall([&] { effect = entry(hostCallback); }) || !attachEffect(host, effect))
         throw LoadFailure(LoadFailure::Stage::plugin);
@@ -81,13 +85,13 @@ void openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
         auto* bridge = vst3::Vst3Bridge::create(&loaded.factory(), classId, 0, hostCallback);
         if (bridge == nullptr)
             continue;
-        host.adoptBridge(bridge);
+        host.adoptKind(std::make_unique<Vst3Kind>(*bridge, info));
         AEffect* effect = bridge->getAEffect();
         if (attachEffect(host, effect))
             return;
         // A record refused before the host took it has been closed, which deleted the bridge.
         if (host.effect() != effect)
-            host.adoptBridge(nullptr);
+            host.adoptKind(nullptr);
         break;
     }
     throw LoadFailure(LoadFailure::Stage::plugin);

@@ -4,9 +4,8 @@
 #include "hosting/editor/main_thread_queue_linux.h"
 #include "hosting/editor/x11_editor_window_linux.h"
 #include "hosting/plugin_host.h"
+#include "hosting/plugin_slot.h"
 #include "hosting/poll_run_loop.h"
-#include "hosting/vst3/vst3_bridge.h"
-#include "hosting/vst3/vst3_run_loop.h"
 
 #include <X11/Xlib.h>
 
@@ -122,8 +121,11 @@ int centred(int screenSize, int editorSize) {
 
 } // namespace
 
-bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
-    if (host.effect() == nullptr || !host.hasEditorFlag())
+bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate) {
+    if (!plugin)
+        return false;
+    PluginHost& host = plugin.pluginHost();
+    if (host.effect() == nullptr || !host.hasEditor())
         return false;
     const DisplayConnection display = openDisplay();
     XSetErrorHandler(reportXError);
@@ -172,16 +174,10 @@ bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
         handleXEvents();
         XFlush(display.get());
     });
-    if (host.bridge() != nullptr) {
-        // A VST 3 view's own descriptors and timers wake the loop; the editor idle runs them.
-        const Vst3RunLoop& viewLoop = host.bridge()->editorRunLoop();
-        loop.addDynamicSource({[&viewLoop] { return viewLoop.descriptors(); },
-                               [&viewLoop] { return viewLoop.millisecondsToNextTimer(); },
-                               [&] {
-                                   host.idleStep();
-                                   handleXEvents();
-                               }});
-    }
+    host.watchEditorEvents(loop, [&] {
+        host.idleStep();
+        handleXEvents();
+    });
     handleXEvents();
     loop.run();
     finish(terminate);

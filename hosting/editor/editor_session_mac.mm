@@ -6,6 +6,7 @@
 #include "hosting/editor/editor_placement.h"
 #include "hosting/editor/editor_window.h"
 #include "hosting/plugin_host.h"
+#include "hosting/plugin_slot.h"
 
 #import <AppKit/AppKit.h>
 #include <dispatch/dispatch.h>
@@ -96,8 +97,11 @@ void terminateOnStopSignals() {
 
 } // namespace
 
-bool runEditorWindow(PluginHost& host, const std::function<bool()>& terminate) {
-    if (host.effect() == nullptr || !host.hasEditorFlag())
+bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate) {
+    if (!plugin)
+        return false;
+    PluginHost& host = plugin.pluginHost();
+    if (host.effect() == nullptr || !host.hasEditor())
         return false;
     @autoreleasepool {
         NSApplication* application = [NSApplication sharedApplication];

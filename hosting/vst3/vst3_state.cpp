@@ -39,21 +39,19 @@ void applyRecords(Vst3Bridge& bridge, const uint8_t* bytes, uint64_t length) {
 
 } // namespace
 
-void loadVst3State(PluginHost& host, const uint8_t* bytes, uint64_t length) {
-    Vst3Bridge* bridge = host.bridge();
+void loadVst3State(Vst3Bridge& bridge, const uint8_t* bytes, uint64_t length) {
     // Streams count in 32 bits; nothing we wrote is near that.
-    if (bridge == nullptr || length == 0 ||
-        length > static_cast<uint64_t>(std::numeric_limits<int32>::max()))
+    if (length == 0 || length > static_cast<uint64_t>(std::numeric_limits<int32>::max()))
         return;
     const std::span<const uint8_t> data(bytes, static_cast<size_t>(length));
 
-    const Vst3Bridge::StateLoad loading(*bridge);
+    const Vst3Bridge::StateLoad loading(bridge);
     // Held for the call, so that nothing the plug-in does meanwhile can free them.
-    const IPtr<IComponent> component(bridge->component());
-    const IPtr<IEditController> controller(bridge->controller());
+    const IPtr<IComponent> component(bridge.component());
+    const IPtr<IEditController> controller(bridge.controller());
     if (isPresetImage(bytes, length)) {
         const Vst3PresetResult result =
-            loadVst3Preset(data, bridge->classId(), component, controller);
+            loadVst3Preset(data, bridge.classId(), component, controller);
         // The command goes on with the plug-in's own settings, so the user can repair them.
         if (result != Vst3PresetResult::applied)
             std::fprintf(stderr, "%s\n", vst3PresetMessage(result));
@@ -66,20 +64,17 @@ void loadVst3State(PluginHost& host, const uint8_t* bytes, uint64_t length) {
     IPtr<Vst3ReadStream> stream = owned(new Vst3ReadStream(data));
     if (controller->setState(stream) != kNotImplemented || length % recordBytes != 0)
         return;
-    applyRecords(*bridge, bytes, length);
+    applyRecords(bridge, bytes, length);
 }
 
-std::vector<uint8_t> saveVst3State(PluginHost& host) {
-    Vst3Bridge* bridge = host.bridge();
-    if (bridge == nullptr)
-        return {};
+std::vector<uint8_t> saveVst3State(Vst3Bridge& bridge, PluginHost& host) {
     // Values still queued reach the component first, so the image holds them.
     host.prime();
-    bridge->settleParameters();
+    bridge.settleParameters();
     IPtr<MemoryStream> stream = owned(new MemoryStream);
-    const IPtr<IComponent> component(bridge->component());
-    const IPtr<IEditController> controller(bridge->controller());
-    if (!PresetFile::savePreset(stream, bridge->classId(), component, controller, nullptr, -1))
+    const IPtr<IComponent> component(bridge.component());
+    const IPtr<IEditController> controller(bridge.controller());
+    if (!PresetFile::savePreset(stream, bridge.classId(), component, controller, nullptr, -1))
         return {};
     const auto* first = reinterpret_cast<const uint8_t*>(stream->getData());
     return {first, first + stream->getSize()};

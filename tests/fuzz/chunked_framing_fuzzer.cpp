@@ -65,9 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                          {"--float64", (setup & 0x08) != 0 ? "1" : "0"}};
     if ((setup & 0x10) != 0)
         globals.arguments.insert({{"--rate", "44100"}, {"--channels", pins[1]}});
-    globals.plugin = std::make_unique<PluginHost>();
     try {
-        loadVst2(*globals.plugin, testEffectModule);
+        globals.plugin.openVst2(testEffectModule, kVstProcessLevelOffline, 0);
     } catch (const LoadFailure&) {
         std::fprintf(stderr, "the test plug-in did not open with TEST_EFFECT=%s\n", words.c_str());
         std::abort();

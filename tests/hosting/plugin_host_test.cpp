@@ -1,9 +1,8 @@
 #include "tests/hosting/fake_effect.h"
 
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
-#include "hosting/plugin_state.h"
 
 #include <gtest/gtest.h>
 
@@ -115,7 +114,7 @@ TEST(ParameterLayout, SetsWholeValuesUpToTheParameterCount) {
         rig.fake.withParameters(std::vector<float>(10, -1.0f));
         ASSERT_TRUE(rig.attach());
         const auto bytes = floatBytes(values, length);
-        loadState(*rig.host, bytes.data(), bytes.size());
+        rig.host->loadState(bytes);
         for (size_t i = 0; i < rig.fake.parameters.size(); ++i)
             EXPECT_EQ(rig.fake.parameters[i], i < parametersSet ? values[i] : -1.0f)
                 << length << " bytes, parameter " << i;

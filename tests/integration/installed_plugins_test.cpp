@@ -1,6 +1,6 @@
 // "process" through installed third-party plug-ins with their default settings.
 
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/sample_bytes.h"

@@ -7,7 +7,8 @@
 // Prints "params N chunks yes|no" on standard output; exit status 1 when the plug-in does not load.
 
 #include "app/plugin_opening.h"
-#include "hosting/plugin_state.h"
+#include "hosting/plugin_host.h"
+#include "hosting/plugin_slot.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
     } catch (const std::exception&) {
         return 1;
     }
-    PluginHost& host = *globals.plugin;
+    PluginHost& host = globals.plugin.pluginHost();
     for (int i = 3; i < argc; ++i) {
         const std::string assignment = argv[i];
         const auto equals = assignment.find('=');
@@ -35,7 +36,7 @@ int main(int argc, char** argv) {
         const float value = std::strtof(assignment.c_str() + equals + 1, nullptr);
         host.effect()->setParameter(host.effect(), index, value);
     }
-    const auto settings = saveState(host);
+    const auto settings = host.saveState();
     std::ofstream(argv[2], std::ios::binary)
         .write(reinterpret_cast<const char*>(settings.data()),
                static_cast<std::streamsize>(settings.size()));

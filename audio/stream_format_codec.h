@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hosting/stream_format.h"
+#include "hosting/stream_format_value.h"
 
 #include <array>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "audio/stream_format.h"
+#include "audio/stream_format_codec.h"
 
 #include <bit>
 
