@@ -73,6 +73,9 @@ class Plugin:
         self._state: Optional[bytes] = None
         self._records: dict[int, float] = {}  # VST 3 values set after the state
         self._listing: Optional[list[Parameter]] = None
+        # VST 3 records sent since the last audio: the worker drops values not yet heard when
+        # the next settings arrive, so they go again with those.
+        self._unheard = b""
 
     @property
     def channels_out(self) -> Optional[int]:
@@ -194,7 +197,7 @@ class Plugin:
         data = bytes(data)
         self._check_usable()
         if self._worker is not None:
-            self._send_state(data, self._deadline(timeout))
+            self._send_state(self._settings_message(data, False), self._deadline(timeout))
         self._state, self._records, self._listing = data, {}, None
 
     def set_parameters(self, values: Mapping[ParameterKey, float], timeout: Optional[float] = None) -> None:
@@ -227,7 +230,7 @@ class Plugin:
             raise PluginError(f"the plug-in did not take the value of {', '.join(refused)}: it keeps "
                               "its settings in a form of its own; use set_state")
         if self._worker is not None:
-            self._send_state(message, deadline)
+            self._send_state(self._settings_message(message, self.is_vst3), deadline)
         if self.is_vst3:
             self._records.update(wanted)
         else:
@@ -299,11 +302,11 @@ class Plugin:
         """Waits for the plug-in (an empty block is answered once it is loaded), then hands it
         the settings given so far."""
         self._audio(worker, np.empty((0, self._format()[1]), self._encoding), deadline)
-        if self._state is not None:
-            worker.exchange(struct.pack("<II", _STATE, len(self._state)) + self._state, 0, deadline)
-        if self._records:
-            records = _records(self._records)
-            worker.exchange(struct.pack("<II", _STATE, len(records)) + records, 0, deadline)
+        self._unheard = b""
+        for data, records in ((self._state, False), (_records(self._records), True)):
+            if data:
+                message = self._settings_message(data, records)
+                worker.exchange(struct.pack("<II", _STATE, len(message)) + message, 0, deadline)
         self._fresh = True
 
     def _drop_worker(self) -> Optional[Worker]:
@@ -366,6 +369,14 @@ class Plugin:
                 raise PluginError(f"the reopened plug-in changed the format to {applied}")
             self._load(worker, deadline)
 
+    def _settings_message(self, data: bytes, records: bool) -> bytes:
+        """The settings message for `data`: VST 3 records go with those not heard yet; settings
+        that may be records (not a preset file, whole records) are remembered until heard."""
+        message = self._unheard + data if records else data
+        maybe_records = self.is_vst3 and not message.startswith(b"VST3") and len(message) % 12 == 0
+        self._unheard = message if maybe_records else b""
+        return message
+
     def _send_state(self, data: bytes, deadline: Deadline) -> None:
         with self._talking(deadline) as worker:
             worker.exchange(struct.pack("<II", _STATE, len(data)) + data, 0, deadline)
@@ -393,7 +404,8 @@ class Plugin:
         reply = worker.exchange(struct.pack("<II", _AUDIO, len(payload)) + payload, reply_size + 4,
                                 deadline)
         self.latency = struct.unpack("<I", reply[reply_size:])[0]
-        self._fresh = self._fresh and not len(block)
+        if len(block):
+            self._fresh, self._unheard = False, b""
         samples = np.frombuffer(memoryview(reply)[:reply_size], self._encoding)
         return samples.reshape(-1, channels_out)
 

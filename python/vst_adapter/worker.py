@@ -74,9 +74,15 @@ class Worker:
             if pending:
                 selector.register(stdin, selectors.EVENT_WRITE, stdin)
             while pending or len(reply) < reply_size:
-                ready = selector.select(deadline.remaining())
+                # Woken now and then: a worker that died while a child of the plug-in holds
+                # its pipes open never shows an end of output.
+                remaining = deadline.remaining()
+                ready = selector.select(_EXIT_POLL_SECONDS if remaining is None else
+                                        min(remaining, _EXIT_POLL_SECONDS))
                 if not ready and deadline.passed():
                     raise self._timed_out(deadline)
+                if not ready and self._exited():
+                    raise self.failure()
                 for key, _ in ready:
                     try:
                         if key.data is stdin:
