@@ -28,7 +28,7 @@ struct Options {
     std::set<std::string> flags;
     std::map<std::string, int64_t> numbers;
     std::pair<int16_t, int16_t> editorSize{320, 200};
-    std::string exitAt, crashAt;
+    std::string exitAt, crashAt, hangAt;
     bool has(const char* flag) const { return flags.count(flag) != 0; }
     int32_t get(const char* key, int32_t fallback) const {
         const auto found = numbers.find(key);
@@ -57,7 +57,7 @@ Options parseOptions(std::string_view words) {
     static const std::set<std::string_view> flags{
         "null",  "bad-magic",  "synth",          "throw-entry", "throw-open", "throw-resume",
         "print", "sidechain",  "editor",         "chunks",      "double",     "hum",
-        "crash", "host-calls", "null-functions", "no-params"};
+        "crash", "host-calls", "null-functions", "no-params",   "spawn"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", any},         {"outputs", any}, {"params", {0, 1024}}, {"latency", any},
@@ -83,8 +83,11 @@ Options parseOptions(std::string_view words) {
             options.editorSize = {
                 static_cast<int16_t>(readNumber(value.substr(0, cross), word, 1, 32767)),
                 static_cast<int16_t>(readNumber(value.substr(cross + 1), word, 1, 32767))};
-        } else if ((key == "exit-at" || key == "crash-at") && places.count(value) != 0)
-            (key == "exit-at" ? options.exitAt : options.crashAt) = std::string(value);
+        } else if ((key == "exit-at" || key == "crash-at" || key == "hang-at") &&
+                   places.count(value) != 0)
+            (key == "exit-at"    ? options.exitAt
+             : key == "crash-at" ? options.crashAt
+                                 : options.hangAt) = std::string(value);
         else
             refuse(word);
     }
@@ -132,6 +135,11 @@ class TestEffect {
         if (options.crashAt == place) {
             log.line("crash " + std::string(place));
             std::raise(SIGSEGV);
+        }
+        if (options.hangAt == place) {
+            log.line("hang " + std::string(place));
+            for (;;)
+                pause();
         }
     }
     [[noreturn]] intptr_t fail(const std::string& where) const {
@@ -441,6 +449,14 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
     }
     if (options.has("print"))
         say("entry");
+    // A helper process of the plug-in's own, never told to end: only its group's end ends it.
+    if (options.has("spawn")) {
+        const pid_t child = fork();
+        if (child == 0)
+            for (;;)
+                pause();
+        log.line("spawned " + std::to_string(child));
+    }
     auto instance = std::make_unique<TestEffect>(options, host, log);
     instance->leaveIfAsked("entry");
     if (options.has("throw-entry"))
