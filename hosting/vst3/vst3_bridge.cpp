@@ -2,8 +2,6 @@
 
 #include "hosting/guarded_call.h"
 
-#include "public.sdk/source/common/memorystream.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -72,38 +70,19 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
             classInfo = std::move(info);
 
     runLoop = Vst3RunLoop::create();
-    hostApplication = owned(new Vst3HostApplication(runLoop.get()));
-    componentHandler = owned(new Vst3ComponentHandler(*this));
-
-    IComponent* made = nullptr;
-    if (factory.createInstance(id, IComponent::iid, reinterpret_cast<void**>(&made)) != kResultOk ||
-        made == nullptr)
+    if (!parts.make(factory, id, runLoop.get(), *this))
         return false;
-    componentPart = owned(made);
-    processor = FUnknownPtr<IAudioProcessor>(componentPart);
-    if (!processor)
-        return false;
-    // A component whose initialize fails is released without terminate, as the interface asks.
-    if (componentPart->initialize(hostApplication) != kResultOk)
-        return false;
-    componentInitialised = true;
-
-    if (makeController(factory)) {
-        controllerPart->setComponentHandler(componentHandler);
-        connectParts();
-        // Before any parameter is read: otherwise the controller shows its defaults, not what
-        // the processor holds.
-        synchroniseController();
-        parameters.build(*controllerPart);
+    if (parts.controller() != nullptr) {
+        parameters.build(*parts.controller());
         readPrograms();
     }
 
-    canDouble = processor->canProcessSampleSize(kSample64) == kResultTrue;
+    canDouble = parts.processor()->canProcessSampleSize(kSample64) == kResultTrue;
     // 64-bit only when 32-bit is refused outright.
-    if (canDouble && processor->canProcessSampleSize(kSample32) != kResultTrue)
+    if (canDouble && parts.processor()->canProcessSampleSize(kSample32) != kResultTrue)
         wanted.sampleSize = kSample64;
-    effect.initialDelay = static_cast<int32>(
-        std::min<uint32>(processor->getLatencySamples(), std::numeric_limits<int32>::max()));
+    effect.initialDelay = static_cast<int32>(std::min<uint32>(
+        parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
 
     const int32 capacity = std::max(parameters.controllerCount(), 1);
     inputChanges.setCapacity(capacity);
@@ -121,53 +100,8 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
     return true;
 }
 
-bool Vst3Bridge::makeController(IPluginFactory& factory) {
-    if (FUnknownPtr<IEditController> single(componentPart); single) {
-        // One object is both sides: it is initialised, connected and terminated once, as the
-        // component.
-        controllerPart = single;
-        return true;
-    }
-    TUID controllerId{};
-    if (componentPart->getControllerClassId(controllerId) != kResultTrue)
-        return false;
-    IEditController* made = nullptr;
-    if (factory.createInstance(controllerId, IEditController::iid,
-                               reinterpret_cast<void**>(&made)) != kResultOk ||
-        made == nullptr)
-        return false;
-    IPtr<IEditController> controller = owned(made);
-    if (controller->initialize(hostApplication) != kResultOk)
-        return false;
-    controllerPart = controller;
-    controllerInitialised = true;
-    return true;
-}
-
-void Vst3Bridge::connectParts() {
-    if (!controllerInitialised)
-        return;
-    componentConnection = FUnknownPtr<IConnectionPoint>(componentPart);
-    controllerConnection = FUnknownPtr<IConnectionPoint>(controllerPart);
-    if (!componentConnection || !controllerConnection)
-        return;
-    componentConnection->connect(controllerConnection);
-    controllerConnection->connect(componentConnection);
-    connected = true;
-}
-
-void Vst3Bridge::synchroniseController() {
-    IPtr<MemoryStream> state = owned(new MemoryStream);
-    // An empty state tells the controller nothing, and some controllers complain about reading
-    // from an empty stream.
-    if (componentPart->getState(state) != kResultTrue || state->getSize() == 0)
-        return;
-    state->seek(0, IBStream::kIBSeekSet, nullptr);
-    controllerPart->setComponentState(state);
-}
-
 void Vst3Bridge::readPrograms() {
-    FUnknownPtr<IUnitInfo> units(controllerPart);
+    FUnknownPtr<IUnitInfo> units(parts.controller());
     if (!units)
         return;
     for (int32 index = 0; index < units->getUnitCount(); ++index) {
@@ -185,13 +119,13 @@ void Vst3Bridge::readPrograms() {
 }
 
 bool Vst3Bridge::probeEditor() {
-    if (!controllerPart)
+    if (!parts.controller())
         return false;
     // Cheap on most plug-ins; some open their display here, so a throw or null just means no
     // editor, and the view made for asking is not kept.
     bool hasView = false;
     guardedCall([&] {
-        IPtr<IPlugView> probe = owned(controllerPart->createView(ViewType::kEditor));
+        IPtr<IPlugView> probe = owned(parts.controller()->createView(ViewType::kEditor));
         hasView = probe != nullptr;
     });
     return hasView;
@@ -215,7 +149,7 @@ void Vst3Bridge::fillRecord() {
     // Instruments are marked so that the loader can refuse them.
     if (classInfo.subCategories.find("Instrument") != std::string::npos)
         effect.flags |= effFlagsIsSynth;
-    if (processor->getTailSamples() == kNoTail)
+    if (parts.processor()->getTailSamples() == kNoTail)
         effect.flags |= effFlagsNoSoundInStop;
     effect.ioRatio = 1.0f;
     effect.version = packedVersion(classInfo.version);
@@ -227,29 +161,9 @@ void Vst3Bridge::tearDown() noexcept {
         bringDownLocked();
     });
     guardedCall([&] { closeEditor(); });
-    if (connected) {
-        guardedCall([&] { componentConnection->disconnect(controllerConnection); });
-        guardedCall([&] { controllerConnection->disconnect(componentConnection); });
-    }
-    if (controllerPart)
-        guardedCall([&] { controllerPart->setComponentHandler(nullptr); });
-    if (controllerInitialised)
-        guardedCall([&] { controllerPart->terminate(); });
-    if (componentInitialised)
-        guardedCall([&] { componentPart->terminate(); });
-    // Releasing may run the plug-in's destructors.
-    guardedCall([&] { componentConnection = nullptr; });
-    guardedCall([&] { controllerConnection = nullptr; });
-    guardedCall([&] { controllerPart = nullptr; });
-    guardedCall([&] { processor = nullptr; });
-    guardedCall([&] { componentPart = nullptr; });
-    // Our own objects may still be held by the plug-in; they must not reach back into us.
-    if (componentHandler)
-        componentHandler->detach();
+    parts.tearDown();
     if (frame)
         frame->detach();
-    if (hostApplication)
-        hostApplication->detachRunLoop();
 }
 
 intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index, intptr_t value,
@@ -340,8 +254,8 @@ Vst3Bridge::StateLoad::~StateLoad() {
 }
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
-    if (controllerPart)
-        controllerPart->setParamNormalized(id, value);
+    if (parts.controller())
+        parts.controller()->setParamNormalized(id, value);
     pending.push(id, value);
 }
 

@@ -6,6 +6,7 @@
 #include "hosting/vst3/vst3_module.h"
 #include "hosting/vst3/vst3_parameter_changes.h"
 #include "hosting/vst3/vst3_parameter_map.h"
+#include "hosting/vst3/vst3_plugin_parts.h"
 #include "hosting/vst3/vst3_run_loop.h"
 
 #include "pluginterfaces/base/ipluginbase.h"
@@ -58,8 +59,8 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     const Vst3RunLoop& editorRunLoop() const { return *runLoop; }
 
     // For the settings code, on the UI thread.
-    IComponent* component() const { return componentPart.get(); }
-    IEditController* controller() const { return controllerPart.get(); } // may be null
+    IComponent* component() const { return parts.component(); }
+    IEditController* controller() const { return parts.controller(); } // may be null
     const FUID& classId() const { return classUid; }
     // The controller hears the value now, the processor with the next block.
     void setParameterById(ParamID id, ParamValue value);
@@ -98,9 +99,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
 
     Vst3Bridge(audioMasterCallback hostCallback, int32 vst2Id);
     bool initialize(IPluginFactory& factory, const TUID id);
-    bool makeController(IPluginFactory& factory);
-    void connectParts();
-    void synchroniseController();
     void readPrograms();
     bool probeEditor();
     void fillRecord();
@@ -176,17 +174,8 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     // Declared first of the plug-in side so that it goes last: editors unregister from it
     // while their view is released.
     std::unique_ptr<Vst3RunLoop> runLoop;
-    IPtr<Vst3HostApplication> hostApplication;
-    IPtr<Vst3ComponentHandler> componentHandler;
     IPtr<Vst3PlugFrame> frame;
-    IPtr<IComponent> componentPart;
-    IPtr<IAudioProcessor> processor;
-    IPtr<IEditController> controllerPart;
-    IPtr<IConnectionPoint> componentConnection;
-    IPtr<IConnectionPoint> controllerConnection;
-    bool componentInitialised = false;
-    bool controllerInitialised = false; // a separate controller of ours to terminate
-    bool connected = false;
+    Vst3PluginParts parts;
     bool canDouble = false;
 
     Vst3BusTable buses;

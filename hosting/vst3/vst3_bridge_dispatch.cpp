@@ -107,7 +107,7 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
         return canDo(static_cast<const char*>(ptr));
     case effGetTailSize:
         // Passed on unchanged: "no tail" (0) lets the host render its default tail.
-        return static_cast<intptr_t>(processor->getTailSamples());
+        return static_cast<intptr_t>(parts.processor()->getTailSamples());
     case effIdle:
         return idle(false);
     case effGetParameterProperties:
@@ -130,19 +130,19 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
 
 intptr_t Vst3Bridge::dispatchParameterText(int32 opcode, int32 index, void* ptr) {
     const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !controllerPart)
+    if (entry == nullptr || ptr == nullptr || !parts.controller())
         return 0;
     auto* out = static_cast<char*>(ptr);
     if (opcode == effGetParamDisplay) {
         String128 text{};
-        if (controllerPart->getParamStringByValue(entry->id, getParameter(index), text) !=
+        if (parts.controller()->getParamStringByValue(entry->id, getParameter(index), text) !=
             kResultOk)
             return 0;
         vst3_text::copyCut(vst3_text::fromUtf16(text, 128), out, kVstMaxParamStrLen);
         return 1;
     }
     ParameterInfo info{};
-    if (controllerPart->getParameterInfo(entry->controllerIndex, info) != kResultOk)
+    if (parts.controller()->getParameterInfo(entry->controllerIndex, info) != kResultOk)
         return 0;
     if (opcode == effGetParamName)
         vst3_text::copyCut(vst3_text::fromUtf16(info.title, 128), out, parameterNameBytes);
@@ -153,10 +153,10 @@ intptr_t Vst3Bridge::dispatchParameterText(int32 opcode, int32 index, void* ptr)
 
 intptr_t Vst3Bridge::parameterProperties(int32 index, void* ptr) {
     const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !controllerPart)
+    if (entry == nullptr || ptr == nullptr || !parts.controller())
         return 0;
     ParameterInfo info{};
-    if (controllerPart->getParameterInfo(entry->controllerIndex, info) != kResultOk)
+    if (parts.controller()->getParameterInfo(entry->controllerIndex, info) != kResultOk)
         return 0;
     auto& properties = *static_cast<VstParameterProperties*>(ptr);
     properties = VstParameterProperties{};
@@ -219,12 +219,12 @@ intptr_t Vst3Bridge::setProgram(intptr_t program) {
 
 float Vst3Bridge::getParameter(int32 index) {
     const auto* entry = parameters.at(index);
-    if (entry == nullptr || !controllerPart)
+    if (entry == nullptr || !parts.controller())
         return 0.0f;
     // A value set a moment ago may not have reached the plug-in yet; it is still the answer.
     if (const auto queued = pending.latest(entry->id))
         return static_cast<float>(*queued);
-    return static_cast<float>(controllerPart->getParamNormalized(entry->id));
+    return static_cast<float>(parts.controller()->getParamNormalized(entry->id));
 }
 
 void Vst3Bridge::setParameter(int32 index, float value) {
@@ -239,9 +239,9 @@ intptr_t Vst3Bridge::getChunk(void* ptr) {
     IPtr<MemoryStream> componentState = owned(new MemoryStream);
     IPtr<MemoryStream> controllerState = owned(new MemoryStream);
     // A side that cannot give its state counts as empty.
-    if (componentPart->getState(componentState) != kResultTrue)
+    if (parts.component()->getState(componentState) != kResultTrue)
         componentState->setSize(0);
-    if (!controllerPart || controllerPart->getState(controllerState) != kResultTrue)
+    if (!parts.controller() || parts.controller()->getState(controllerState) != kResultTrue)
         controllerState->setSize(0);
     if (componentState->getSize() == 0 && controllerState->getSize() == 0)
         return 0;
@@ -253,21 +253,21 @@ intptr_t Vst3Bridge::getChunk(void* ptr) {
 intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
     if (ptr == nullptr || length <= 0 || length > std::numeric_limits<int32>::max())
         return 0;
-    const auto parts =
+    const auto halves =
         vst3_chunk::split({static_cast<const uint8_t*>(ptr), static_cast<size_t>(length)});
-    if (!parts)
+    if (!halves)
         return 0;
     const StateLoad loading(*this);
-    if (!parts->component.empty()) {
-        IPtr<Vst3ReadStream> componentState = streamOver(parts->component);
-        componentPart->setState(componentState);
-        if (controllerPart) {
+    if (!halves->component.empty()) {
+        IPtr<Vst3ReadStream> componentState = streamOver(halves->component);
+        parts.component()->setState(componentState);
+        if (parts.controller()) {
             componentState->seek(0, IBStream::kIBSeekSet, nullptr);
-            controllerPart->setComponentState(componentState);
+            parts.controller()->setComponentState(componentState);
         }
     }
-    if (!parts->controller.empty() && controllerPart)
-        controllerPart->setState(streamOver(parts->controller));
+    if (!halves->controller.empty() && parts.controller())
+        parts.controller()->setState(streamOver(halves->controller));
     return 1;
 }
 

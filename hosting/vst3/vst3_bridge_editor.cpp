@@ -18,9 +18,9 @@ int16 toRectSide(int32 value) {
 bool Vst3Bridge::ensureView() {
     if (view)
         return true;
-    if (!controllerPart)
+    if (!parts.controller())
         return false;
-    IPtr<IPlugView> made = owned(controllerPart->createView(ViewType::kEditor));
+    IPtr<IPlugView> made = owned(parts.controller()->createView(ViewType::kEditor));
     if (!made)
         return false;
     if (!frame)
@@ -105,8 +105,8 @@ void Vst3Bridge::drainOutputChanges() {
     ParamID id = 0;
     ParamValue value = 0.0;
     while (outputRing.pop(id, value))
-        if (controllerPart)
-            controllerPart->setParamNormalized(id, value);
+        if (parts.controller())
+            parts.controller()->setParamNormalized(id, value);
 }
 
 } // namespace vst3

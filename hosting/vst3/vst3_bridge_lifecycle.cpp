@@ -27,8 +27,8 @@ bool activated(tresult answer) {
 } // namespace
 
 void Vst3Bridge::refreshLatency() {
-    effect.initialDelay = static_cast<int32>(
-        std::min<uint32>(processor->getLatencySamples(), std::numeric_limits<int32>::max()));
+    effect.initialDelay = static_cast<int32>(std::min<uint32>(
+        parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
 }
 
 void Vst3Bridge::updatePinCounts() {
@@ -43,11 +43,11 @@ void Vst3Bridge::updatePinCounts() {
 
 void Vst3Bridge::bringDownLocked() {
     if (running == Running::processing) {
-        processor->setProcessing(false);
+        parts.processor()->setProcessing(false);
         running = Running::active;
     }
     if (running == Running::active) {
-        componentPart->setActive(false);
+        parts.component()->setActive(false);
         running = Running::inactive;
     }
 }
@@ -58,10 +58,10 @@ void Vst3Bridge::applySetupLocked() {
     processMode = callHost(audioMasterGetCurrentProcessLevel) == kVstProcessLevelOffline
                       ? kOffline
                       : kRealtime;
-    buses.read(*componentPart, *processor);
-    buses.activate(*componentPart);
+    buses.read(*parts.component(), *parts.processor());
+    buses.activate(*parts.component());
     ProcessSetup setup{processMode, wanted.sampleSize, wanted.blockSize, wanted.sampleRate};
-    processor->setupProcessing(setup);
+    parts.processor()->setupProcessing(setup);
     buses.prepare(wanted.blockSize);
     // The record is filled (and its counts first set) once creation is done.
     if (effect.magic == kEffectMagic)
@@ -73,7 +73,7 @@ void Vst3Bridge::bringUpLocked(bool startProcessing) {
     if (setupDirty)
         applySetupLocked();
     if (running == Running::inactive) {
-        if (!activated(componentPart->setActive(true)))
+        if (!activated(parts.component()->setActive(true)))
             return;
         running = Running::active;
         // Latency often depends on the rate and the set-up just applied.
@@ -81,7 +81,7 @@ void Vst3Bridge::bringUpLocked(bool startProcessing) {
     }
     if (startProcessing && running == Running::active) {
         // Many plug-ins answer kNotImplemented here; processing goes ahead regardless.
-        processor->setProcessing(true);
+        parts.processor()->setProcessing(true);
         running = Running::processing;
     }
 }
@@ -129,7 +129,7 @@ intptr_t Vst3Bridge::setBlockSize(intptr_t frames) {
 
 intptr_t Vst3Bridge::setProcessPrecision(intptr_t precision) {
     const int32 size = precision == kVstProcessPrecision64 ? kSample64 : kSample32;
-    if (processor->canProcessSampleSize(size) != kResultTrue)
+    if (parts.processor()->canProcessSampleSize(size) != kResultTrue)
         return 0;
     const std::lock_guard lock(lifecycle);
     if (wanted.sampleSize != size) {
@@ -153,7 +153,7 @@ intptr_t Vst3Bridge::setSpeakerArrangement(VstSpeakerArrangement* input,
     bringDownLocked();
     bool accepted = false;
     if (inputMask || outputMask)
-        accepted = buses.requestMain(*componentPart, *processor, inputMask, outputMask);
+        accepted = buses.requestMain(*parts.component(), *parts.processor(), inputMask, outputMask);
     // A refusal keeps the plug-in's own layout; either way the pins are counted again.
     setupDirty = true;
     applyNowLocked();
@@ -181,7 +181,7 @@ intptr_t Vst3Bridge::startProcess() {
 intptr_t Vst3Bridge::stopProcess() {
     const std::lock_guard lock(lifecycle);
     if (running == Running::processing) {
-        processor->setProcessing(false);
+        parts.processor()->setProcessing(false);
         running = Running::active;
     }
     return 1;
@@ -264,7 +264,7 @@ void Vst3Bridge::processBlock(Sample** inputs, Sample** outputs, int32 frames) {
     processData.outputEvents = buses.hasEventOutputs() ? &eventList : nullptr;
 
     processingThread = std::this_thread::get_id();
-    const bool processed = guardedCall([&] { processor->process(processData); });
+    const bool processed = guardedCall([&] { parts.processor()->process(processData); });
     processingThread = std::thread::id();
     if (processed)
         publishOutputChanges();
