@@ -72,10 +72,7 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
     runLoop = Vst3RunLoop::create();
     if (!parts.make(factory, id, runLoop.get(), *this))
         return false;
-    if (parts.controller() != nullptr) {
-        parameters.build(*parts.controller());
-        readPrograms();
-    }
+    parameters.build();
 
     canDouble = parts.processor()->canProcessSampleSize(kSample64) == kResultTrue;
     // 64-bit only when 32-bit is refused outright.
@@ -83,11 +80,6 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
         wanted.sampleSize = kSample64;
     effect.initialDelay = static_cast<int32>(std::min<uint32>(
         parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
-
-    const int32 capacity = std::max(parameters.controllerCount(), 1);
-    inputChanges.setCapacity(capacity);
-    outputChanges.setCapacity(capacity);
-    outputRing.setCapacity(2 * static_cast<size_t>(capacity));
 
     {
         const std::lock_guard lock(lifecycle);
@@ -98,24 +90,6 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
     if (hasEditor)
         effect.flags |= effFlagsHasEditor;
     return true;
-}
-
-void Vst3Bridge::readPrograms() {
-    FUnknownPtr<IUnitInfo> units(parts.controller());
-    if (!units)
-        return;
-    for (int32 index = 0; index < units->getUnitCount(); ++index) {
-        UnitInfo unit{};
-        if (units->getUnitInfo(index, unit) == kResultOk && unit.id == kRootUnitId)
-            programList = unit.programListId;
-    }
-    if (programList == kNoProgramListId)
-        return;
-    for (int32 index = 0; index < units->getProgramListCount(); ++index) {
-        ProgramListInfo list{};
-        if (units->getProgramListInfo(index, list) == kResultOk && list.id == programList)
-            effect.numPrograms = std::max(list.programCount, 0);
-    }
 }
 
 bool Vst3Bridge::probeEditor() {
@@ -139,7 +113,8 @@ void Vst3Bridge::fillRecord() {
     effect.processDoubleReplacing = &Vst3Bridge::processDoubleEntry;
     effect.setParameter = &Vst3Bridge::setParameterEntry;
     effect.getParameter = &Vst3Bridge::getParameterEntry;
-    effect.numParams = parameters.size();
+    effect.numParams = parameters.count();
+    effect.numPrograms = parameters.programCount();
     effect.numInputs = buses.mainChannels(kInput);
     effect.numOutputs = buses.mainChannels(kOutput);
     // The VST 2 view of any VST 3 state is a chunk.
@@ -197,13 +172,13 @@ void Vst3Bridge::processDoubleEntry(AEffect* effect, double** inputs, double** o
 
 void Vst3Bridge::setParameterEntry(AEffect* effect, int32 index, float value) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        guardedCall([&] { bridge->setParameter(index, value); });
+        guardedCall([&] { bridge->parameters.setValue(index, value); });
 }
 
 float Vst3Bridge::getParameterEntry(AEffect* effect, int32 index) {
     float value = 0.0f;
     if (Vst3Bridge* bridge = fromEffect(effect))
-        guardedCall([&] { value = bridge->getParameter(index); });
+        guardedCall([&] { value = bridge->parameters.value(index); });
     return value;
 }
 
@@ -215,7 +190,7 @@ void Vst3Bridge::beginEdit(ParamID id) {
 void Vst3Bridge::performEdit(ParamID id, ParamValue value) {
     // The controller already holds the value; the processor learns it with the next block.
     // Ids the host cannot name still reach the processor.
-    pending.push(id, value);
+    parameters.queueEdit(id, value);
     if (const auto index = parameters.indexOf(id))
         callHost(audioMasterAutomate, *index, 0, nullptr, static_cast<float>(value));
 }
@@ -246,7 +221,7 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
 
 Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge) : bridge(bridge), lock(bridge.lifecycle) {
     bridge.loadingState = true;
-    bridge.pending.clear();
+    bridge.parameters.dropPending();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {
@@ -254,15 +229,11 @@ Vst3Bridge::StateLoad::~StateLoad() {
 }
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
-    if (parts.controller())
-        parts.controller()->setParamNormalized(id, value);
-    pending.push(id, value);
+    parameters.set(id, value);
 }
 
 std::optional<ParamID> Vst3Bridge::parameterId(int32 index) const {
-    if (const auto* entry = parameters.at(index))
-        return entry->id;
-    return std::nullopt;
+    return parameters.idAt(index);
 }
 
 } // namespace vst3

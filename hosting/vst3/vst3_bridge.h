@@ -4,8 +4,7 @@
 #include "hosting/vst3/vst3_buses.h"
 #include "hosting/vst3/vst3_host_objects.h"
 #include "hosting/vst3/vst3_module.h"
-#include "hosting/vst3/vst3_parameter_changes.h"
-#include "hosting/vst3/vst3_parameter_map.h"
+#include "hosting/vst3/vst3_parameters.h"
 #include "hosting/vst3/vst3_plugin_parts.h"
 #include "hosting/vst3/vst3_run_loop.h"
 
@@ -99,7 +98,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
 
     Vst3Bridge(audioMasterCallback hostCallback, int32 vst2Id);
     bool initialize(IPluginFactory& factory, const TUID id);
-    void readPrograms();
     bool probeEditor();
     void fillRecord();
     void tearDown() noexcept;
@@ -118,15 +116,10 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     static float getParameterEntry(AEffect* effect, int32 index);
 
     intptr_t dispatch(int32 opcode, int32 index, intptr_t value, void* ptr, float opt);
-    intptr_t dispatchParameterText(int32 opcode, int32 index, void* ptr);
-    intptr_t parameterProperties(int32 index, void* ptr);
     intptr_t plugCategory() const;
     intptr_t canDo(const char* text) const;
-    intptr_t setProgram(intptr_t program);
     intptr_t getChunk(void* ptr);
     intptr_t setChunk(intptr_t length, void* ptr);
-    float getParameter(int32 index);
-    void setParameter(int32 index, float value);
 
     // Lifecycle (vst3_bridge_lifecycle.cpp). The `Locked` ones expect the lifecycle lock.
     intptr_t setMains(bool on);
@@ -146,7 +139,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     template <typename Sample> void processBlock(Sample** inputs, Sample** outputs, int32 frames);
     template <typename Sample> void silence(Sample** outputs, int32 frames) const;
     void fillProcessContext();
-    void publishOutputChanges();
 
     // Editor (vst3_bridge_editor.cpp). UI thread.
     bool ensureView();
@@ -154,7 +146,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     intptr_t openEditor(void* parent);
     intptr_t closeEditor();
     intptr_t idle(bool editor);
-    void drainOutputChanges();
     bool onUiThread() const { return std::this_thread::get_id() == uiThread; }
 
     // Vst3HandlerTarget
@@ -179,11 +170,7 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     bool canDouble = false;
 
     Vst3BusTable buses;
-    Vst3ParameterMap parameters;
-    Vst3ParameterChanges inputChanges;
-    Vst3ParameterChanges outputChanges;
-    Vst3PendingChanges pending;
-    Vst3OutputChangeRing outputRing;
+    Vst3Parameters parameters{parts};
     Vst3EmptyEventList eventList;
     ProcessData processData;
     ProcessContext processContext{};
@@ -206,8 +193,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     VstSpeakerArrangement inputArrangement{};
     VstSpeakerArrangement outputArrangement{};
     std::vector<uint8_t> chunk;
-    int32 currentProgram = 0;
-    ProgramListID programList = kNoProgramListId;
 };
 
 } // namespace vst3

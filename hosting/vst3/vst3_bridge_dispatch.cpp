@@ -17,9 +17,6 @@ namespace vst3 {
 
 namespace {
 
-// Parameter names may be longer than the VST 2.4 label length; 32 is what hosts allow them.
-constexpr size_t parameterNameBytes = 32;
-
 std::span<const uint8_t> bytesOf(const MemoryStream& stream) {
     return {reinterpret_cast<const uint8_t*>(stream.getData()),
             static_cast<size_t>(stream.getSize())};
@@ -38,13 +35,13 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effOpen:
         return 0;
     case effSetProgram:
-        return setProgram(value);
+        return parameters.setProgram(value);
     case effGetProgram:
-        return currentProgram;
+        return parameters.program();
     case effGetParamLabel:
     case effGetParamDisplay:
     case effGetParamName:
-        return dispatchParameterText(opcode, index, ptr);
+        return parameters.text(opcode, index, ptr);
     case effSetSampleRate:
         return setSampleRate(opt);
     case effSetBlockSize:
@@ -63,10 +60,8 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
         return getChunk(ptr);
     case effSetChunk:
         return setChunk(value, ptr);
-    case effCanBeAutomated: {
-        const auto* entry = parameters.at(index);
-        return entry != nullptr && (entry->flags & ParameterInfo::kCanAutomate) ? 1 : 0;
-    }
+    case effCanBeAutomated:
+        return parameters.canBeAutomated(index);
     case effConnectInput:
     case effConnectOutput:
         // A disconnected main pin is simply fed the host's silent scratch.
@@ -85,11 +80,7 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
         return setSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement*>(value),
                                      static_cast<VstSpeakerArrangement*>(ptr));
     case effSetBypass:
-        if (const auto bypass = parameters.bypass()) {
-            setParameterById(bypass->id, value != 0 ? 1.0 : 0.0);
-            return 1;
-        }
-        return 0;
+        return parameters.setBypass(value != 0);
     case effGetEffectName:
     case effGetProductString:
         if (ptr != nullptr)
@@ -111,7 +102,7 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effIdle:
         return idle(false);
     case effGetParameterProperties:
-        return parameterProperties(index, ptr);
+        return parameters.properties(index, ptr);
     case effGetVstVersion:
         return kVstVersion;
     case effGetSpeakerArrangement:
@@ -126,55 +117,6 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     default:
         return 0;
     }
-}
-
-intptr_t Vst3Bridge::dispatchParameterText(int32 opcode, int32 index, void* ptr) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !parts.controller())
-        return 0;
-    auto* out = static_cast<char*>(ptr);
-    if (opcode == effGetParamDisplay) {
-        String128 text{};
-        if (parts.controller()->getParamStringByValue(entry->id, getParameter(index), text) !=
-            kResultOk)
-            return 0;
-        vst3_text::copyCut(vst3_text::fromUtf16(text, 128), out, kVstMaxParamStrLen);
-        return 1;
-    }
-    ParameterInfo info{};
-    if (parts.controller()->getParameterInfo(entry->controllerIndex, info) != kResultOk)
-        return 0;
-    if (opcode == effGetParamName)
-        vst3_text::copyCut(vst3_text::fromUtf16(info.title, 128), out, parameterNameBytes);
-    else
-        vst3_text::copyCut(vst3_text::fromUtf16(info.units, 128), out, kVstMaxParamStrLen);
-    return 1;
-}
-
-intptr_t Vst3Bridge::parameterProperties(int32 index, void* ptr) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !parts.controller())
-        return 0;
-    ParameterInfo info{};
-    if (parts.controller()->getParameterInfo(entry->controllerIndex, info) != kResultOk)
-        return 0;
-    auto& properties = *static_cast<VstParameterProperties*>(ptr);
-    properties = VstParameterProperties{};
-    vst3_text::copyCut(vst3_text::fromUtf16(info.title, 128), properties.label,
-                       sizeof properties.label);
-    vst3_text::copyCut(vst3_text::fromUtf16(info.shortTitle, 128), properties.shortLabel,
-                       sizeof properties.shortLabel);
-    if (info.stepCount == 1) {
-        properties.flags = kVstParameterIsSwitch;
-    } else if (info.stepCount > 1) {
-        properties.flags = kVstParameterUsesIntegerMinMax | kVstParameterUsesIntStep;
-        properties.maxInteger = info.stepCount;
-        properties.stepInteger = 1;
-        properties.largeStepInteger = 1;
-    } else {
-        properties.flags = kVstParameterCanRamp;
-    }
-    return 1;
 }
 
 intptr_t Vst3Bridge::plugCategory() const {
@@ -206,30 +148,6 @@ intptr_t Vst3Bridge::canDo(const char* text) const {
         return 0;
     const std::string_view asked(text);
     return asked == "bypass" || asked == "receiveVstTimeInfo" ? 1 : 0;
-}
-
-intptr_t Vst3Bridge::setProgram(intptr_t program) {
-    const auto change = parameters.programChange();
-    if (!change || change->stepCount < 1 || program < 0 || program > change->stepCount)
-        return 0;
-    currentProgram = static_cast<int32>(program);
-    setParameterById(change->id, static_cast<ParamValue>(program) / change->stepCount);
-    return 1;
-}
-
-float Vst3Bridge::getParameter(int32 index) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || !parts.controller())
-        return 0.0f;
-    // A value set a moment ago may not have reached the plug-in yet; it is still the answer.
-    if (const auto queued = pending.latest(entry->id))
-        return static_cast<float>(*queued);
-    return static_cast<float>(parts.controller()->getParamNormalized(entry->id));
-}
-
-void Vst3Bridge::setParameter(int32 index, float value) {
-    if (const auto* entry = parameters.at(index))
-        setParameterById(entry->id, value);
 }
 
 intptr_t Vst3Bridge::getChunk(void* ptr) {

@@ -95,18 +95,10 @@ intptr_t Vst3Bridge::idle(bool editor) {
     // controller nor the editor's timers are entered again while it is busy with the state.
     if (!onUiThread() || loadingState)
         return 0;
-    drainOutputChanges();
+    parameters.drainOutputChanges();
     if (editor)
         runLoop->dispatchDue();
     return 0;
-}
-
-void Vst3Bridge::drainOutputChanges() {
-    ParamID id = 0;
-    ParamValue value = 0.0;
-    while (outputRing.pop(id, value))
-        if (parts.controller())
-            parts.controller()->setParamNormalized(id, value);
 }
 
 } // namespace vst3

@@ -217,14 +217,6 @@ void Vst3Bridge::fillProcessContext() {
         processContext.state |= ProcessContext::kPlaying;
 }
 
-void Vst3Bridge::publishOutputChanges() {
-    for (int32 index = 0; index < outputChanges.getParameterCount(); ++index) {
-        auto& queue = outputChanges.queue(index);
-        if (queue.getPointCount() > 0)
-            outputRing.push(queue.getParameterId(), queue.lastValue());
-    }
-}
-
 template <typename Sample>
 void Vst3Bridge::processBlock(Sample** inputs, Sample** outputs, int32 frames) {
     constexpr int32 sampleSize = std::is_same_v<Sample, double> ? kSample64 : kSample32;
@@ -250,33 +242,21 @@ void Vst3Bridge::processBlock(Sample** inputs, Sample** outputs, int32 frames) {
     processData.symbolicSampleSize = sampleSize;
     fillProcessContext();
     processData.processContext = &processContext;
-    inputChanges.clear();
-    outputChanges.clear();
-    // Some plug-ins return from a block of no frames before they read its parameter changes
-    // (DPF-made ones do): such a block is given the changes but they stay queued for the next.
-    if (frames == 0)
-        pending.copyInto(inputChanges);
-    else
-        pending.moveInto(inputChanges);
-    processData.inputParameterChanges = &inputChanges;
-    processData.outputParameterChanges = &outputChanges;
+    parameters.beginBlock(frames, processData);
     processData.inputEvents = buses.hasEventInputs() ? &eventList : nullptr;
     processData.outputEvents = buses.hasEventOutputs() ? &eventList : nullptr;
 
     processingThread = std::this_thread::get_id();
     const bool processed = guardedCall([&] { parts.processor()->process(processData); });
     processingThread = std::thread::id();
-    if (processed)
-        publishOutputChanges();
-    else
+    parameters.endBlock(processed);
+    if (!processed)
         silence(outputs, frames);
-    inputChanges.clear();
-    outputChanges.clear();
     projectTime += frames;
 }
 
 void Vst3Bridge::settleParameters() {
-    if (pending.empty())
+    if (!parameters.hasPending())
         return;
     // One frame of silence into scratch: enough for any plug-in to take its queued values.
     if (wanted.sampleSize == kSample64)
