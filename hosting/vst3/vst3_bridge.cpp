@@ -74,17 +74,7 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
         return false;
     parameters.build();
 
-    canDouble = parts.processor()->canProcessSampleSize(kSample64) == kResultTrue;
-    // 64-bit only when 32-bit is refused outright.
-    if (canDouble && parts.processor()->canProcessSampleSize(kSample32) != kResultTrue)
-        wanted.sampleSize = kSample64;
-    effect.initialDelay = static_cast<int32>(std::min<uint32>(
-        parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
-
-    {
-        const std::lock_guard lock(lifecycle);
-        applySetupLocked();
-    }
+    processing.open();
     const bool hasEditor = probeEditor();
     fillRecord();
     if (hasEditor)
@@ -115,11 +105,11 @@ void Vst3Bridge::fillRecord() {
     effect.getParameter = &Vst3Bridge::getParameterEntry;
     effect.numParams = parameters.count();
     effect.numPrograms = parameters.programCount();
-    effect.numInputs = buses.mainChannels(kInput);
-    effect.numOutputs = buses.mainChannels(kOutput);
+    effect.numInputs = processing.busTable().mainChannels(kInput);
+    effect.numOutputs = processing.busTable().mainChannels(kOutput);
     // The VST 2 view of any VST 3 state is a chunk.
     effect.flags = effFlagsCanReplacing | effFlagsProgramChunks;
-    if (canDouble)
+    if (processing.canDoublePrecision())
         effect.flags |= effFlagsCanDoubleReplacing;
     // Instruments are marked so that the loader can refuse them.
     if (classInfo.subCategories.find("Instrument") != std::string::npos)
@@ -131,14 +121,37 @@ void Vst3Bridge::fillRecord() {
 }
 
 void Vst3Bridge::tearDown() noexcept {
-    guardedCall([&] {
-        const std::lock_guard lock(lifecycle);
-        bringDownLocked();
-    });
+    guardedCall([&] { processing.bringDown(); });
     guardedCall([&] { closeEditor(); });
     parts.tearDown();
     if (frame)
         frame->detach();
+}
+
+intptr_t Vst3Bridge::hostProcessLevel() {
+    return callHost(audioMasterGetCurrentProcessLevel);
+}
+
+const VstTimeInfo* Vst3Bridge::hostTime(intptr_t flags) {
+    return reinterpret_cast<const VstTimeInfo*>(callHost(audioMasterGetTime, 0, flags));
+}
+
+void Vst3Bridge::refreshLatency() {
+    effect.initialDelay = static_cast<int32>(std::min<uint32>(
+        parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
+}
+
+void Vst3Bridge::updatePinCounts() {
+    // The record is filled (and its counts first set) once creation is done.
+    if (effect.magic != kEffectMagic)
+        return;
+    const int32 inputs = processing.busTable().mainChannels(kInput);
+    const int32 outputs = processing.busTable().mainChannels(kOutput);
+    if (inputs == effect.numInputs && outputs == effect.numOutputs)
+        return;
+    effect.numInputs = inputs;
+    effect.numOutputs = outputs;
+    callHost(audioMasterIOChanged);
 }
 
 intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index, intptr_t value,
@@ -161,13 +174,13 @@ void Vst3Bridge::processEntry(AEffect*, float**, float**, int32) {}
 void Vst3Bridge::processReplacingEntry(AEffect* effect, float** inputs, float** outputs,
                                        int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        bridge->processBlock(inputs, outputs, frames);
+        bridge->processing.processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::processDoubleEntry(AEffect* effect, double** inputs, double** outputs,
                                     int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        bridge->processBlock(inputs, outputs, frames);
+        bridge->processing.processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::setParameterEntry(AEffect* effect, int32 index, float value) {
@@ -204,22 +217,20 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
     // Only flags and values here: this may come from inside setActive, process or a state load,
     // so the work itself waits for the next block.
     if (flags & kIoChanged)
-        setupDirty = true;
+        processing.ioChanged();
     if (flags & kLatencyChanged) {
         refreshLatency();
-        // A new latency takes effect only through a restart of the processing.
-        if (running != Running::inactive)
-            restartPending = true;
+        processing.latencyChanged();
         callHost(audioMasterIOChanged);
     }
     // From the processing thread the display update would reach the controller there.
-    if ((flags & (kParamValuesChanged | kParamTitlesChanged)) &&
-        processingThread.load() != std::this_thread::get_id())
+    if ((flags & (kParamValuesChanged | kParamTitlesChanged)) && !processing.onProcessingThread())
         callHost(audioMasterUpdateDisplay);
     return (flags & kReloadComponent) ? kNotImplemented : kResultOk;
 }
 
-Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge) : bridge(bridge), lock(bridge.lifecycle) {
+Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
+    : bridge(bridge), lock(bridge.processing.lifecycleLock()) {
     bridge.loadingState = true;
     bridge.parameters.dropPending();
 }
@@ -230,6 +241,13 @@ Vst3Bridge::StateLoad::~StateLoad() {
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
     parameters.set(id, value);
+}
+
+void Vst3Bridge::settleParameters() {
+    if (!parameters.hasPending())
+        return;
+    // One frame of silence into scratch: enough for any plug-in to take its queued values.
+    processing.processSilentFrame();
 }
 
 std::optional<ParamID> Vst3Bridge::parameterId(int32 index) const {

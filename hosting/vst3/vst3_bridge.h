@@ -6,6 +6,7 @@
 #include "hosting/vst3/vst3_module.h"
 #include "hosting/vst3/vst3_parameters.h"
 #include "hosting/vst3/vst3_plugin_parts.h"
+#include "hosting/vst3/vst3_processing.h"
 #include "hosting/vst3/vst3_run_loop.h"
 
 #include "pluginterfaces/base/ipluginbase.h"
@@ -40,7 +41,9 @@ using namespace Steinberg::Vst;
 // the bridge is its UI thread: editor opcodes, idle and everything that calls the controller
 // belong there. A lock keeps reconfiguration and the editor's opcodes apart; steady processing
 // takes no lock, and the controller is never called from it.
-class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
+class Vst3Bridge final : private Vst3HandlerTarget,
+                         private Vst3FrameTarget,
+                         private Vst3ProcessingTarget {
   public:
     // Makes class `classId` of `factory` and opens it up to the point where it can be set up:
     // initialised, controller synchronised and connected, buses read and processing set up with
@@ -87,15 +90,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     };
 
   private:
-    enum class Running { inactive, active, processing };
-
-    // What the host asked for; applied to the plug-in only while it is inactive.
-    struct Setup {
-        double sampleRate = 44100.0;
-        int32 blockSize = 512;
-        int32 sampleSize = kSample32;
-    };
-
     Vst3Bridge(audioMasterCallback hostCallback, int32 vst2Id);
     bool initialize(IPluginFactory& factory, const TUID id);
     bool probeEditor();
@@ -121,25 +115,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     intptr_t getChunk(void* ptr);
     intptr_t setChunk(intptr_t length, void* ptr);
 
-    // Lifecycle (vst3_bridge_lifecycle.cpp). The `Locked` ones expect the lifecycle lock.
-    intptr_t setMains(bool on);
-    intptr_t setSampleRate(float rate);
-    intptr_t setBlockSize(intptr_t frames);
-    intptr_t setProcessPrecision(intptr_t precision);
-    intptr_t setSpeakerArrangement(VstSpeakerArrangement* input, VstSpeakerArrangement* output);
-    intptr_t getSpeakerArrangement(VstSpeakerArrangement** input, VstSpeakerArrangement** output);
-    intptr_t startProcess();
-    intptr_t stopProcess();
-    void bringDownLocked();
-    void applySetupLocked();
-    void bringUpLocked(bool startProcessing);
-    void applyNowLocked();
-    void refreshLatency();
-    void updatePinCounts();
-    template <typename Sample> void processBlock(Sample** inputs, Sample** outputs, int32 frames);
-    template <typename Sample> void silence(Sample** outputs, int32 frames) const;
-    void fillProcessContext();
-
     // Editor (vst3_bridge_editor.cpp). UI thread.
     bool ensureView();
     intptr_t editorRect(void* ptr);
@@ -155,6 +130,12 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     tresult restartComponent(int32 flags) override;
     // Vst3FrameTarget
     tresult resizeView(IPlugView* view, ViewRect& size) override;
+    // Vst3ProcessingTarget
+    intptr_t hostProcessLevel() override;
+    const VstTimeInfo* hostTime(intptr_t flags) override;
+    void refreshLatency() override;
+    void updatePinCounts() override;
+    int32_t outputPins() const override { return effect.numOutputs; }
 
     audioMasterCallback hostCallback;
     AEffect effect{};
@@ -167,31 +148,14 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3FrameTarget {
     std::unique_ptr<Vst3RunLoop> runLoop;
     IPtr<Vst3PlugFrame> frame;
     Vst3PluginParts parts;
-    bool canDouble = false;
-
-    Vst3BusTable buses;
     Vst3Parameters parameters{parts};
-    Vst3EmptyEventList eventList;
-    ProcessData processData;
-    ProcessContext processContext{};
-    TSamples projectTime = 0;
-
-    std::mutex lifecycle;
-    Setup wanted;
-    int32 processMode = kRealtime;
-    bool mainsOn = false;
-    std::atomic<Running> running{Running::inactive};
-    std::atomic<bool> setupDirty{true};
-    std::atomic<bool> restartPending{false};
-    std::atomic<std::thread::id> processingThread{};
+    Vst3Processing processing{parts, parameters, *this};
     std::atomic<bool> loadingState{false};
 
     IPtr<IPlugView> view;
     bool viewAttached = false;
     ViewRect lastViewSize;
     ERect rectAnswer{};
-    VstSpeakerArrangement inputArrangement{};
-    VstSpeakerArrangement outputArrangement{};
     std::vector<uint8_t> chunk;
 };
 

@@ -43,11 +43,11 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effGetParamName:
         return parameters.text(opcode, index, ptr);
     case effSetSampleRate:
-        return setSampleRate(opt);
+        return processing.setSampleRate(opt);
     case effSetBlockSize:
-        return setBlockSize(value);
+        return processing.setBlockSize(value);
     case effMainsChanged:
-        return setMains(value != 0);
+        return processing.setMains(value != 0);
     case effEditGetRect:
         return editorRect(ptr);
     case effEditOpen:
@@ -70,15 +70,16 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effGetOutputProperties:
         if (ptr == nullptr)
             return 0;
-        return buses.pinProperties(opcode == effGetInputProperties ? kInput : kOutput, index,
-                                   *static_cast<VstPinProperties*>(ptr))
+        return processing.busTable().pinProperties(opcode == effGetInputProperties ? kInput
+                                                                                   : kOutput,
+                                                   index, *static_cast<VstPinProperties*>(ptr))
                    ? 1
                    : 0;
     case effGetPlugCategory:
         return plugCategory();
     case effSetSpeakerArrangement:
-        return setSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement*>(value),
-                                     static_cast<VstSpeakerArrangement*>(ptr));
+        return processing.setSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement*>(value),
+                                                static_cast<VstSpeakerArrangement*>(ptr));
     case effSetBypass:
         return parameters.setBypass(value != 0);
     case effGetEffectName:
@@ -106,14 +107,14 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effGetVstVersion:
         return kVstVersion;
     case effGetSpeakerArrangement:
-        return getSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement**>(value),
-                                     static_cast<VstSpeakerArrangement**>(ptr));
+        return processing.getSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement**>(value),
+                                                static_cast<VstSpeakerArrangement**>(ptr));
     case effStartProcess:
-        return startProcess();
+        return processing.startProcess();
     case effStopProcess:
-        return stopProcess();
+        return processing.stopProcess();
     case effSetProcessPrecision:
-        return setProcessPrecision(value);
+        return processing.setProcessPrecision(value);
     default:
         return 0;
     }
@@ -153,7 +154,7 @@ intptr_t Vst3Bridge::canDo(const char* text) const {
 intptr_t Vst3Bridge::getChunk(void* ptr) {
     if (ptr == nullptr)
         return 0;
-    const std::lock_guard lock(lifecycle);
+    const std::lock_guard lock(processing.lifecycleLock());
     IPtr<MemoryStream> componentState = owned(new MemoryStream);
     IPtr<MemoryStream> controllerState = owned(new MemoryStream);
     // A side that cannot give its state counts as empty.

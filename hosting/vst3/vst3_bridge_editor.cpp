@@ -38,7 +38,7 @@ bool Vst3Bridge::ensureView() {
 intptr_t Vst3Bridge::editorRect(void* ptr) {
     if (ptr == nullptr)
         return 0;
-    const std::lock_guard lock(lifecycle);
+    const std::lock_guard lock(processing.lifecycleLock());
     if (!ensureView())
         return 0;
     ViewRect size = lastViewSize;
@@ -53,7 +53,7 @@ intptr_t Vst3Bridge::editorRect(void* ptr) {
 }
 
 intptr_t Vst3Bridge::openEditor(void* parent) {
-    const std::lock_guard lock(lifecycle);
+    const std::lock_guard lock(processing.lifecycleLock());
     if (viewAttached || !ensureView())
         return 0;
     if (view->attached(parent, vst3EditorPlatformType()) != kResultOk)
@@ -63,7 +63,7 @@ intptr_t Vst3Bridge::openEditor(void* parent) {
 }
 
 intptr_t Vst3Bridge::closeEditor() {
-    const std::lock_guard lock(lifecycle);
+    const std::lock_guard lock(processing.lifecycleLock());
     if (!view)
         return 0;
     if (viewAttached)
