@@ -69,30 +69,16 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
         if (std::memcmp(info.classId.data(), id, info.classId.size()) == 0)
             classInfo = std::move(info);
 
-    runLoop = Vst3RunLoop::create();
-    if (!parts.make(factory, id, runLoop.get(), *this))
+    if (!parts.make(factory, id, editor.makeRunLoop(), *this))
         return false;
     parameters.build();
 
     processing.open();
-    const bool hasEditor = probeEditor();
+    const bool hasEditor = editor.available();
     fillRecord();
     if (hasEditor)
         effect.flags |= effFlagsHasEditor;
     return true;
-}
-
-bool Vst3Bridge::probeEditor() {
-    if (!parts.controller())
-        return false;
-    // Cheap on most plug-ins; some open their display here, so a throw or null just means no
-    // editor, and the view made for asking is not kept.
-    bool hasView = false;
-    guardedCall([&] {
-        IPtr<IPlugView> probe = owned(parts.controller()->createView(ViewType::kEditor));
-        hasView = probe != nullptr;
-    });
-    return hasView;
 }
 
 void Vst3Bridge::fillRecord() {
@@ -122,10 +108,9 @@ void Vst3Bridge::fillRecord() {
 
 void Vst3Bridge::tearDown() noexcept {
     guardedCall([&] { processing.bringDown(); });
-    guardedCall([&] { closeEditor(); });
+    guardedCall([&] { editor.close(); });
     parts.tearDown();
-    if (frame)
-        frame->detach();
+    editor.detachFrame();
 }
 
 intptr_t Vst3Bridge::hostProcessLevel() {
@@ -248,6 +233,17 @@ void Vst3Bridge::settleParameters() {
         return;
     // One frame of silence into scratch: enough for any plug-in to take its queued values.
     processing.processSilentFrame();
+}
+
+intptr_t Vst3Bridge::idle(bool editorIdle) {
+    // A state load makes plug-ins ask for display updates, which come back here: neither the
+    // controller nor the editor's timers are entered again while it is busy with the state.
+    if (!onUiThread() || loadingState)
+        return 0;
+    parameters.drainOutputChanges();
+    if (editorIdle)
+        editor.dispatchDue();
+    return 0;
 }
 
 std::optional<ParamID> Vst3Bridge::parameterId(int32 index) const {

@@ -2,6 +2,7 @@
 
 #include "hosting/vst2/vst2_abi.h"
 #include "hosting/vst3/vst3_buses.h"
+#include "hosting/vst3/vst3_editor.h"
 #include "hosting/vst3/vst3_host_objects.h"
 #include "hosting/vst3/vst3_module.h"
 #include "hosting/vst3/vst3_parameters.h"
@@ -41,9 +42,7 @@ using namespace Steinberg::Vst;
 // the bridge is its UI thread: editor opcodes, idle and everything that calls the controller
 // belong there. A lock keeps reconfiguration and the editor's opcodes apart; steady processing
 // takes no lock, and the controller is never called from it.
-class Vst3Bridge final : private Vst3HandlerTarget,
-                         private Vst3FrameTarget,
-                         private Vst3ProcessingTarget {
+class Vst3Bridge final : private Vst3HandlerTarget, private Vst3ProcessingTarget {
   public:
     // Makes class `classId` of `factory` and opens it up to the point where it can be set up:
     // initialised, controller synchronised and connected, buses read and processing set up with
@@ -58,7 +57,7 @@ class Vst3Bridge final : private Vst3HandlerTarget,
 
     AEffect* getAEffect() { return &effect; }
     // The timers and descriptors the editor's view registered; the editor window waits on them.
-    const Vst3RunLoop& editorRunLoop() const { return *runLoop; }
+    const Vst3RunLoop& editorRunLoop() const { return editor.runLoop(); }
 
     // For the settings code, on the UI thread.
     IComponent* component() const { return parts.component(); }
@@ -92,7 +91,6 @@ class Vst3Bridge final : private Vst3HandlerTarget,
   private:
     Vst3Bridge(audioMasterCallback hostCallback, int32 vst2Id);
     bool initialize(IPluginFactory& factory, const TUID id);
-    bool probeEditor();
     void fillRecord();
     void tearDown() noexcept;
     intptr_t callHost(int32 opcode, int32 index = 0, intptr_t value = 0, void* ptr = nullptr,
@@ -115,12 +113,9 @@ class Vst3Bridge final : private Vst3HandlerTarget,
     intptr_t getChunk(void* ptr);
     intptr_t setChunk(intptr_t length, void* ptr);
 
-    // Editor (vst3_bridge_editor.cpp). UI thread.
-    bool ensureView();
-    intptr_t editorRect(void* ptr);
-    intptr_t openEditor(void* parent);
-    intptr_t closeEditor();
-    intptr_t idle(bool editor);
+    // UI thread: meter values into the controller and, for the editor, its run loop's due
+    // timers.
+    intptr_t idle(bool editorIdle);
     bool onUiThread() const { return std::this_thread::get_id() == uiThread; }
 
     // Vst3HandlerTarget
@@ -128,8 +123,6 @@ class Vst3Bridge final : private Vst3HandlerTarget,
     void performEdit(ParamID id, ParamValue value) override;
     void endEdit(ParamID id) override;
     tresult restartComponent(int32 flags) override;
-    // Vst3FrameTarget
-    tresult resizeView(IPlugView* view, ViewRect& size) override;
     // Vst3ProcessingTarget
     intptr_t hostProcessLevel() override;
     const VstTimeInfo* hostTime(intptr_t flags) override;
@@ -143,19 +136,14 @@ class Vst3Bridge final : private Vst3HandlerTarget,
     Vst3ClassInfo classInfo;
     FUID classUid;
 
-    // Declared first of the plug-in side so that it goes last: editors unregister from it
-    // while their view is released.
-    std::unique_ptr<Vst3RunLoop> runLoop;
-    IPtr<Vst3PlugFrame> frame;
+    // Declared first of the plug-in side so that it goes last: editors unregister from its run
+    // loop while their view is released.
+    Vst3Editor editor{parts, processing, hostCallback, effect};
     Vst3PluginParts parts;
     Vst3Parameters parameters{parts};
     Vst3Processing processing{parts, parameters, *this};
     std::atomic<bool> loadingState{false};
 
-    IPtr<IPlugView> view;
-    bool viewAttached = false;
-    ViewRect lastViewSize;
-    ERect rectAnswer{};
     std::vector<uint8_t> chunk;
 };
 

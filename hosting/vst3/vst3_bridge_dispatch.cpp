@@ -49,11 +49,11 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effMainsChanged:
         return processing.setMains(value != 0);
     case effEditGetRect:
-        return editorRect(ptr);
+        return editor.rect(ptr);
     case effEditOpen:
-        return openEditor(ptr);
+        return editor.open(ptr);
     case effEditClose:
-        return closeEditor();
+        return editor.close();
     case effEditIdle:
         return idle(true);
     case effGetChunk:
