@@ -216,12 +216,12 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
 
 Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
     : bridge(bridge), lock(bridge.processing.lifecycleLock()) {
-    bridge.loadingState = true;
+    bridge.state.setLoading(true);
     bridge.parameters.dropPending();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {
-    bridge.loadingState = false;
+    bridge.state.setLoading(false);
 }
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
@@ -229,16 +229,13 @@ void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
 }
 
 void Vst3Bridge::settleParameters() {
-    if (!parameters.hasPending())
-        return;
-    // One frame of silence into scratch: enough for any plug-in to take its queued values.
-    processing.processSilentFrame();
+    state.settle();
 }
 
 intptr_t Vst3Bridge::idle(bool editorIdle) {
     // A state load makes plug-ins ask for display updates, which come back here: neither the
     // controller nor the editor's timers are entered again while it is busy with the state.
-    if (!onUiThread() || loadingState)
+    if (!onUiThread() || state.loading())
         return 0;
     parameters.drainOutputChanges();
     if (editorIdle)

@@ -9,6 +9,7 @@
 #include "hosting/vst3/vst3_plugin_parts.h"
 #include "hosting/vst3/vst3_processing.h"
 #include "hosting/vst3/vst3_run_loop.h"
+#include "hosting/vst3/vst3_state_transfer.h"
 
 #include "pluginterfaces/base/ipluginbase.h"
 #include "pluginterfaces/gui/iplugview.h"
@@ -110,7 +111,6 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3ProcessingTarget
     intptr_t dispatch(int32 opcode, int32 index, intptr_t value, void* ptr, float opt);
     intptr_t plugCategory() const;
     intptr_t canDo(const char* text) const;
-    intptr_t getChunk(void* ptr);
     intptr_t setChunk(intptr_t length, void* ptr);
 
     // UI thread: meter values into the controller and, for the editor, its run loop's due
@@ -142,9 +142,7 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3ProcessingTarget
     Vst3PluginParts parts;
     Vst3Parameters parameters{parts};
     Vst3Processing processing{parts, parameters, *this};
-    std::atomic<bool> loadingState{false};
-
-    std::vector<uint8_t> chunk;
+    Vst3StateTransfer state{parts, processing, parameters};
 };
 
 } // namespace vst3

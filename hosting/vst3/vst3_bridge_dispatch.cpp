@@ -2,33 +2,11 @@
 // Opcodes nobody sends to an effect we host answer 0.
 #include "hosting/vst3/vst3_bridge.h"
 
-#include "hosting/vst3/vst3_chunk.h"
-#include "hosting/vst3/vst3_read_stream.h"
 #include "hosting/vst3/vst3_text.h"
 
-#include "public.sdk/source/common/memorystream.h"
-
-#include <cstring>
-#include <limits>
-#include <span>
 #include <string_view>
 
 namespace vst3 {
-
-namespace {
-
-std::span<const uint8_t> bytesOf(const MemoryStream& stream) {
-    return {reinterpret_cast<const uint8_t*>(stream.getData()),
-            static_cast<size_t>(stream.getSize())};
-}
-
-// A read-only stream over a copy of `bytes`, positioned at the start, as plug-ins reading state
-// expect; it keeps their reads and seeks inside the bytes.
-IPtr<Vst3ReadStream> streamOver(std::span<const uint8_t> bytes) {
-    return owned(new Vst3ReadStream(bytes));
-}
-
-} // namespace
 
 intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* ptr, float opt) {
     switch (opcode) {
@@ -57,7 +35,7 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effEditIdle:
         return idle(true);
     case effGetChunk:
-        return getChunk(ptr);
+        return state.getChunk(ptr);
     case effSetChunk:
         return setChunk(value, ptr);
     case effCanBeAutomated:
@@ -151,42 +129,12 @@ intptr_t Vst3Bridge::canDo(const char* text) const {
     return asked == "bypass" || asked == "receiveVstTimeInfo" ? 1 : 0;
 }
 
-intptr_t Vst3Bridge::getChunk(void* ptr) {
-    if (ptr == nullptr)
-        return 0;
-    const std::lock_guard lock(processing.lifecycleLock());
-    IPtr<MemoryStream> componentState = owned(new MemoryStream);
-    IPtr<MemoryStream> controllerState = owned(new MemoryStream);
-    // A side that cannot give its state counts as empty.
-    if (parts.component()->getState(componentState) != kResultTrue)
-        componentState->setSize(0);
-    if (!parts.controller() || parts.controller()->getState(controllerState) != kResultTrue)
-        controllerState->setSize(0);
-    if (componentState->getSize() == 0 && controllerState->getSize() == 0)
-        return 0;
-    chunk = vst3_chunk::pack(bytesOf(*componentState), bytesOf(*controllerState));
-    *static_cast<void**>(ptr) = chunk.data();
-    return static_cast<intptr_t>(chunk.size());
-}
-
 intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
-    if (ptr == nullptr || length <= 0 || length > std::numeric_limits<int32>::max())
-        return 0;
-    const auto halves =
-        vst3_chunk::split({static_cast<const uint8_t*>(ptr), static_cast<size_t>(length)});
-    if (!halves)
+    const auto chunkParts = Vst3StateTransfer::readChunk(length, ptr);
+    if (!chunkParts)
         return 0;
     const StateLoad loading(*this);
-    if (!halves->component.empty()) {
-        IPtr<Vst3ReadStream> componentState = streamOver(halves->component);
-        parts.component()->setState(componentState);
-        if (parts.controller()) {
-            componentState->seek(0, IBStream::kIBSeekSet, nullptr);
-            parts.controller()->setComponentState(componentState);
-        }
-    }
-    if (!halves->controller.empty() && parts.controller())
-        parts.controller()->setState(streamOver(halves->controller));
+    state.loadChunk(*chunkParts);
     return 1;
 }
 
