@@ -10,6 +10,25 @@
 
 namespace vst3 {
 
+using Steinberg::FUID;
+using Steinberg::int32;
+using Steinberg::IPluginFactory;
+using Steinberg::kNotImplemented;
+using Steinberg::kResultOk;
+using Steinberg::tresult;
+using Steinberg::TUID;
+using Steinberg::uint32;
+using Steinberg::Vst::kInput;
+using Steinberg::Vst::kIoChanged;
+using Steinberg::Vst::kLatencyChanged;
+using Steinberg::Vst::kNoTail;
+using Steinberg::Vst::kOutput;
+using Steinberg::Vst::kParamTitlesChanged;
+using Steinberg::Vst::kParamValuesChanged;
+using Steinberg::Vst::kReloadComponent;
+using Steinberg::Vst::ParamID;
+using Steinberg::Vst::ParamValue;
+
 namespace {
 
 // "4.1.0" -> 4100; "1.2.3.4" -> 1234. Parts past 9 saturate so that a part never spills into

@@ -8,6 +8,10 @@
 
 namespace vst3 {
 
+using Steinberg::int32;
+using Steinberg::Vst::kInput;
+using Steinberg::Vst::kOutput;
+
 intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* ptr, float opt) {
     switch (opcode) {
     case effOpen:
