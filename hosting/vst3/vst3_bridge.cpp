@@ -2,8 +2,6 @@
 
 #include "hosting/guarded_call.h"
 
-#include "public.sdk/source/common/memorystream.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -11,6 +9,25 @@
 #include <string_view>
 
 namespace vst3 {
+
+using Steinberg::FUID;
+using Steinberg::int32;
+using Steinberg::IPluginFactory;
+using Steinberg::kNotImplemented;
+using Steinberg::kResultOk;
+using Steinberg::tresult;
+using Steinberg::TUID;
+using Steinberg::uint32;
+using Steinberg::Vst::kInput;
+using Steinberg::Vst::kIoChanged;
+using Steinberg::Vst::kLatencyChanged;
+using Steinberg::Vst::kNoTail;
+using Steinberg::Vst::kOutput;
+using Steinberg::Vst::kParamTitlesChanged;
+using Steinberg::Vst::kParamValuesChanged;
+using Steinberg::Vst::kReloadComponent;
+using Steinberg::Vst::ParamID;
+using Steinberg::Vst::ParamValue;
 
 namespace {
 
@@ -71,130 +88,16 @@ bool Vst3Bridge::initialize(IPluginFactory& factory, const TUID id) {
         if (std::memcmp(info.classId.data(), id, info.classId.size()) == 0)
             classInfo = std::move(info);
 
-    runLoop = Vst3RunLoop::create();
-    hostApplication = owned(new Vst3HostApplication(runLoop.get()));
-    componentHandler = owned(new Vst3ComponentHandler(*this));
-
-    IComponent* made = nullptr;
-    if (factory.createInstance(id, IComponent::iid, reinterpret_cast<void**>(&made)) != kResultOk ||
-        made == nullptr)
+    if (!parts.make(factory, id, editor.makeRunLoop(), *this))
         return false;
-    componentPart = owned(made);
-    processor = FUnknownPtr<IAudioProcessor>(componentPart);
-    if (!processor)
-        return false;
-    // A component whose initialize fails is released without terminate, as the interface asks.
-    if (componentPart->initialize(hostApplication) != kResultOk)
-        return false;
-    componentInitialised = true;
+    parameters.build();
 
-    if (makeController(factory)) {
-        controllerPart->setComponentHandler(componentHandler);
-        connectParts();
-        // Before any parameter is read: otherwise the controller shows its defaults, not what
-        // the processor holds.
-        synchroniseController();
-        parameters.build(*controllerPart);
-        readPrograms();
-    }
-
-    canDouble = processor->canProcessSampleSize(kSample64) == kResultTrue;
-    // 64-bit only when 32-bit is refused outright.
-    if (canDouble && processor->canProcessSampleSize(kSample32) != kResultTrue)
-        wanted.sampleSize = kSample64;
-    effect.initialDelay = static_cast<int32>(
-        std::min<uint32>(processor->getLatencySamples(), std::numeric_limits<int32>::max()));
-
-    const int32 capacity = std::max(parameters.controllerCount(), 1);
-    inputChanges.setCapacity(capacity);
-    outputChanges.setCapacity(capacity);
-    outputRing.setCapacity(2 * static_cast<size_t>(capacity));
-
-    {
-        const std::lock_guard lock(lifecycle);
-        applySetupLocked();
-    }
-    const bool hasEditor = probeEditor();
+    processing.open();
+    const bool hasEditor = editor.available();
     fillRecord();
     if (hasEditor)
         effect.flags |= effFlagsHasEditor;
     return true;
-}
-
-bool Vst3Bridge::makeController(IPluginFactory& factory) {
-    if (FUnknownPtr<IEditController> single(componentPart); single) {
-        // One object is both sides: it is initialised, connected and terminated once, as the
-        // component.
-        controllerPart = single;
-        return true;
-    }
-    TUID controllerId{};
-    if (componentPart->getControllerClassId(controllerId) != kResultTrue)
-        return false;
-    IEditController* made = nullptr;
-    if (factory.createInstance(controllerId, IEditController::iid,
-                               reinterpret_cast<void**>(&made)) != kResultOk ||
-        made == nullptr)
-        return false;
-    IPtr<IEditController> controller = owned(made);
-    if (controller->initialize(hostApplication) != kResultOk)
-        return false;
-    controllerPart = controller;
-    controllerInitialised = true;
-    return true;
-}
-
-void Vst3Bridge::connectParts() {
-    if (!controllerInitialised)
-        return;
-    componentConnection = FUnknownPtr<IConnectionPoint>(componentPart);
-    controllerConnection = FUnknownPtr<IConnectionPoint>(controllerPart);
-    if (!componentConnection || !controllerConnection)
-        return;
-    componentConnection->connect(controllerConnection);
-    controllerConnection->connect(componentConnection);
-    connected = true;
-}
-
-void Vst3Bridge::synchroniseController() {
-    IPtr<MemoryStream> state = owned(new MemoryStream);
-    // An empty state tells the controller nothing, and some controllers complain about reading
-    // from an empty stream.
-    if (componentPart->getState(state) != kResultTrue || state->getSize() == 0)
-        return;
-    state->seek(0, IBStream::kIBSeekSet, nullptr);
-    controllerPart->setComponentState(state);
-}
-
-void Vst3Bridge::readPrograms() {
-    FUnknownPtr<IUnitInfo> units(controllerPart);
-    if (!units)
-        return;
-    for (int32 index = 0; index < units->getUnitCount(); ++index) {
-        UnitInfo unit{};
-        if (units->getUnitInfo(index, unit) == kResultOk && unit.id == kRootUnitId)
-            programList = unit.programListId;
-    }
-    if (programList == kNoProgramListId)
-        return;
-    for (int32 index = 0; index < units->getProgramListCount(); ++index) {
-        ProgramListInfo list{};
-        if (units->getProgramListInfo(index, list) == kResultOk && list.id == programList)
-            effect.numPrograms = std::max(list.programCount, 0);
-    }
-}
-
-bool Vst3Bridge::probeEditor() {
-    if (!controllerPart)
-        return false;
-    // Cheap on most plug-ins; some open their display here, so a throw or null just means no
-    // editor, and the view made for asking is not kept.
-    bool hasView = false;
-    guardedCall([&] {
-        IPtr<IPlugView> probe = owned(controllerPart->createView(ViewType::kEditor));
-        hasView = probe != nullptr;
-    });
-    return hasView;
 }
 
 void Vst3Bridge::fillRecord() {
@@ -205,51 +108,54 @@ void Vst3Bridge::fillRecord() {
     effect.processDoubleReplacing = &Vst3Bridge::processDoubleEntry;
     effect.setParameter = &Vst3Bridge::setParameterEntry;
     effect.getParameter = &Vst3Bridge::getParameterEntry;
-    effect.numParams = parameters.size();
-    effect.numInputs = buses.mainChannels(kInput);
-    effect.numOutputs = buses.mainChannels(kOutput);
+    effect.numParams = parameters.count();
+    effect.numPrograms = parameters.programCount();
+    effect.numInputs = processing.busTable().mainChannels(kInput);
+    effect.numOutputs = processing.busTable().mainChannels(kOutput);
     // The VST 2 view of any VST 3 state is a chunk.
     effect.flags = effFlagsCanReplacing | effFlagsProgramChunks;
-    if (canDouble)
+    if (processing.canDoublePrecision())
         effect.flags |= effFlagsCanDoubleReplacing;
     // Instruments are marked so that the loader can refuse them.
     if (classInfo.subCategories.find("Instrument") != std::string::npos)
         effect.flags |= effFlagsIsSynth;
-    if (processor->getTailSamples() == kNoTail)
+    if (parts.processor()->getTailSamples() == kNoTail)
         effect.flags |= effFlagsNoSoundInStop;
     effect.ioRatio = 1.0f;
     effect.version = packedVersion(classInfo.version);
 }
 
 void Vst3Bridge::tearDown() noexcept {
-    guardedCall([&] {
-        const std::lock_guard lock(lifecycle);
-        bringDownLocked();
-    });
-    guardedCall([&] { closeEditor(); });
-    if (connected) {
-        guardedCall([&] { componentConnection->disconnect(controllerConnection); });
-        guardedCall([&] { controllerConnection->disconnect(componentConnection); });
-    }
-    if (controllerPart)
-        guardedCall([&] { controllerPart->setComponentHandler(nullptr); });
-    if (controllerInitialised)
-        guardedCall([&] { controllerPart->terminate(); });
-    if (componentInitialised)
-        guardedCall([&] { componentPart->terminate(); });
-    // Releasing may run the plug-in's destructors.
-    guardedCall([&] { componentConnection = nullptr; });
-    guardedCall([&] { controllerConnection = nullptr; });
-    guardedCall([&] { controllerPart = nullptr; });
-    guardedCall([&] { processor = nullptr; });
-    guardedCall([&] { componentPart = nullptr; });
-    // Our own objects may still be held by the plug-in; they must not reach back into us.
-    if (componentHandler)
-        componentHandler->detach();
-    if (frame)
-        frame->detach();
-    if (hostApplication)
-        hostApplication->detachRunLoop();
+    guardedCall([&] { processing.bringDown(); });
+    guardedCall([&] { editor.close(); });
+    parts.tearDown();
+    editor.detachFrame();
+}
+
+intptr_t Vst3Bridge::hostProcessLevel() {
+    return callHost(audioMasterGetCurrentProcessLevel);
+}
+
+const VstTimeInfo* Vst3Bridge::hostTime(intptr_t flags) {
+    return reinterpret_cast<const VstTimeInfo*>(callHost(audioMasterGetTime, 0, flags));
+}
+
+void Vst3Bridge::refreshLatency() {
+    effect.initialDelay = static_cast<int32>(std::min<uint32>(
+        parts.processor()->getLatencySamples(), std::numeric_limits<int32>::max()));
+}
+
+void Vst3Bridge::updatePinCounts() {
+    // The record is filled (and its counts first set) once creation is done.
+    if (effect.magic != kEffectMagic)
+        return;
+    const int32 inputs = processing.busTable().mainChannels(kInput);
+    const int32 outputs = processing.busTable().mainChannels(kOutput);
+    if (inputs == effect.numInputs && outputs == effect.numOutputs)
+        return;
+    effect.numInputs = inputs;
+    effect.numOutputs = outputs;
+    callHost(audioMasterIOChanged);
 }
 
 intptr_t Vst3Bridge::dispatcherEntry(AEffect* effect, int32 opcode, int32 index, intptr_t value,
@@ -272,24 +178,24 @@ void Vst3Bridge::processEntry(AEffect*, float**, float**, int32) {}
 void Vst3Bridge::processReplacingEntry(AEffect* effect, float** inputs, float** outputs,
                                        int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        bridge->processBlock(inputs, outputs, frames);
+        bridge->processing.processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::processDoubleEntry(AEffect* effect, double** inputs, double** outputs,
                                     int32 frames) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        bridge->processBlock(inputs, outputs, frames);
+        bridge->processing.processBlock(inputs, outputs, frames);
 }
 
 void Vst3Bridge::setParameterEntry(AEffect* effect, int32 index, float value) {
     if (Vst3Bridge* bridge = fromEffect(effect))
-        guardedCall([&] { bridge->setParameter(index, value); });
+        guardedCall([&] { bridge->parameters.setValue(index, value); });
 }
 
 float Vst3Bridge::getParameterEntry(AEffect* effect, int32 index) {
     float value = 0.0f;
     if (Vst3Bridge* bridge = fromEffect(effect))
-        guardedCall([&] { value = bridge->getParameter(index); });
+        guardedCall([&] { value = bridge->parameters.value(index); });
     return value;
 }
 
@@ -301,7 +207,7 @@ void Vst3Bridge::beginEdit(ParamID id) {
 void Vst3Bridge::performEdit(ParamID id, ParamValue value) {
     // The controller already holds the value; the processor learns it with the next block.
     // Ids the host cannot name still reach the processor.
-    pending.push(id, value);
+    parameters.queueEdit(id, value);
     if (const auto index = parameters.indexOf(id))
         callHost(audioMasterAutomate, *index, 0, nullptr, static_cast<float>(value));
 }
@@ -315,40 +221,49 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
     // Only flags and values here: this may come from inside setActive, process or a state load,
     // so the work itself waits for the next block.
     if (flags & kIoChanged)
-        setupDirty = true;
+        processing.ioChanged();
     if (flags & kLatencyChanged) {
         refreshLatency();
-        // A new latency takes effect only through a restart of the processing.
-        if (running != Running::inactive)
-            restartPending = true;
+        processing.latencyChanged();
         callHost(audioMasterIOChanged);
     }
     // From the processing thread the display update would reach the controller there.
-    if ((flags & (kParamValuesChanged | kParamTitlesChanged)) &&
-        processingThread.load() != std::this_thread::get_id())
+    if ((flags & (kParamValuesChanged | kParamTitlesChanged)) && !processing.onProcessingThread())
         callHost(audioMasterUpdateDisplay);
     return (flags & kReloadComponent) ? kNotImplemented : kResultOk;
 }
 
-Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge) : bridge(bridge), lock(bridge.lifecycle) {
-    bridge.loadingState = true;
-    bridge.pending.clear();
+Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
+    : bridge(bridge), lock(bridge.processing.lifecycleLock()) {
+    bridge.state.setLoading(true);
+    bridge.parameters.dropPending();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {
-    bridge.loadingState = false;
+    bridge.state.setLoading(false);
 }
 
 void Vst3Bridge::setParameterById(ParamID id, ParamValue value) {
-    if (controllerPart)
-        controllerPart->setParamNormalized(id, value);
-    pending.push(id, value);
+    parameters.set(id, value);
+}
+
+void Vst3Bridge::settleParameters() {
+    state.settle();
+}
+
+intptr_t Vst3Bridge::idle(bool editorIdle) {
+    // A state load makes plug-ins ask for display updates, which come back here: neither the
+    // controller nor the editor's timers are entered again while it is busy with the state.
+    if (!onUiThread() || state.loading())
+        return 0;
+    parameters.drainOutputChanges();
+    if (editorIdle)
+        editor.dispatchDue();
+    return 0;
 }
 
 std::optional<ParamID> Vst3Bridge::parameterId(int32 index) const {
-    if (const auto* entry = parameters.at(index))
-        return entry->id;
-    return std::nullopt;
+    return parameters.idAt(index);
 }
 
 } // namespace vst3

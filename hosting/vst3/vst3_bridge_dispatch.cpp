@@ -2,71 +2,48 @@
 // Opcodes nobody sends to an effect we host answer 0.
 #include "hosting/vst3/vst3_bridge.h"
 
-#include "hosting/vst3/vst3_chunk.h"
-#include "hosting/vst3/vst3_read_stream.h"
 #include "hosting/vst3/vst3_text.h"
 
-#include "public.sdk/source/common/memorystream.h"
-
-#include <cstring>
-#include <limits>
-#include <span>
 #include <string_view>
 
 namespace vst3 {
 
-namespace {
-
-// Parameter names may be longer than the VST 2.4 label length; 32 is what hosts allow them.
-constexpr size_t parameterNameBytes = 32;
-
-std::span<const uint8_t> bytesOf(const MemoryStream& stream) {
-    return {reinterpret_cast<const uint8_t*>(stream.getData()),
-            static_cast<size_t>(stream.getSize())};
-}
-
-// A read-only stream over a copy of `bytes`, positioned at the start, as plug-ins reading state
-// expect; it keeps their reads and seeks inside the bytes.
-IPtr<Vst3ReadStream> streamOver(std::span<const uint8_t> bytes) {
-    return owned(new Vst3ReadStream(bytes));
-}
-
-} // namespace
+using Steinberg::int32;
+using Steinberg::Vst::kInput;
+using Steinberg::Vst::kOutput;
 
 intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* ptr, float opt) {
     switch (opcode) {
     case effOpen:
         return 0;
     case effSetProgram:
-        return setProgram(value);
+        return parameters.setProgram(value);
     case effGetProgram:
-        return currentProgram;
+        return parameters.program();
     case effGetParamLabel:
     case effGetParamDisplay:
     case effGetParamName:
-        return dispatchParameterText(opcode, index, ptr);
+        return parameters.text(opcode, index, ptr);
     case effSetSampleRate:
-        return setSampleRate(opt);
+        return processing.setSampleRate(opt);
     case effSetBlockSize:
-        return setBlockSize(value);
+        return processing.setBlockSize(value);
     case effMainsChanged:
-        return setMains(value != 0);
+        return processing.setMains(value != 0);
     case effEditGetRect:
-        return editorRect(ptr);
+        return editor.rect(ptr);
     case effEditOpen:
-        return openEditor(ptr);
+        return editor.open(ptr);
     case effEditClose:
-        return closeEditor();
+        return editor.close();
     case effEditIdle:
         return idle(true);
     case effGetChunk:
-        return getChunk(ptr);
+        return state.getChunk(ptr);
     case effSetChunk:
         return setChunk(value, ptr);
-    case effCanBeAutomated: {
-        const auto* entry = parameters.at(index);
-        return entry != nullptr && (entry->flags & ParameterInfo::kCanAutomate) ? 1 : 0;
-    }
+    case effCanBeAutomated:
+        return parameters.canBeAutomated(index);
     case effConnectInput:
     case effConnectOutput:
         // A disconnected main pin is simply fed the host's silent scratch.
@@ -75,21 +52,18 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
     case effGetOutputProperties:
         if (ptr == nullptr)
             return 0;
-        return buses.pinProperties(opcode == effGetInputProperties ? kInput : kOutput, index,
-                                   *static_cast<VstPinProperties*>(ptr))
+        return processing.busTable().pinProperties(opcode == effGetInputProperties ? kInput
+                                                                                   : kOutput,
+                                                   index, *static_cast<VstPinProperties*>(ptr))
                    ? 1
                    : 0;
     case effGetPlugCategory:
         return plugCategory();
     case effSetSpeakerArrangement:
-        return setSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement*>(value),
-                                     static_cast<VstSpeakerArrangement*>(ptr));
+        return processing.setSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement*>(value),
+                                                static_cast<VstSpeakerArrangement*>(ptr));
     case effSetBypass:
-        if (const auto bypass = parameters.bypass()) {
-            setParameterById(bypass->id, value != 0 ? 1.0 : 0.0);
-            return 1;
-        }
-        return 0;
+        return parameters.setBypass(value != 0);
     case effGetEffectName:
     case effGetProductString:
         if (ptr != nullptr)
@@ -107,74 +81,25 @@ intptr_t Vst3Bridge::dispatch(int32 opcode, int32 index, intptr_t value, void* p
         return canDo(static_cast<const char*>(ptr));
     case effGetTailSize:
         // Passed on unchanged: "no tail" (0) lets the host render its default tail.
-        return static_cast<intptr_t>(processor->getTailSamples());
+        return static_cast<intptr_t>(parts.processor()->getTailSamples());
     case effIdle:
         return idle(false);
     case effGetParameterProperties:
-        return parameterProperties(index, ptr);
+        return parameters.properties(index, ptr);
     case effGetVstVersion:
         return kVstVersion;
     case effGetSpeakerArrangement:
-        return getSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement**>(value),
-                                     static_cast<VstSpeakerArrangement**>(ptr));
+        return processing.getSpeakerArrangement(reinterpret_cast<VstSpeakerArrangement**>(value),
+                                                static_cast<VstSpeakerArrangement**>(ptr));
     case effStartProcess:
-        return startProcess();
+        return processing.startProcess();
     case effStopProcess:
-        return stopProcess();
+        return processing.stopProcess();
     case effSetProcessPrecision:
-        return setProcessPrecision(value);
+        return processing.setProcessPrecision(value);
     default:
         return 0;
     }
-}
-
-intptr_t Vst3Bridge::dispatchParameterText(int32 opcode, int32 index, void* ptr) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !controllerPart)
-        return 0;
-    auto* out = static_cast<char*>(ptr);
-    if (opcode == effGetParamDisplay) {
-        String128 text{};
-        if (controllerPart->getParamStringByValue(entry->id, getParameter(index), text) !=
-            kResultOk)
-            return 0;
-        vst3_text::copyCut(vst3_text::fromUtf16(text, 128), out, kVstMaxParamStrLen);
-        return 1;
-    }
-    ParameterInfo info{};
-    if (controllerPart->getParameterInfo(entry->controllerIndex, info) != kResultOk)
-        return 0;
-    if (opcode == effGetParamName)
-        vst3_text::copyCut(vst3_text::fromUtf16(info.title, 128), out, parameterNameBytes);
-    else
-        vst3_text::copyCut(vst3_text::fromUtf16(info.units, 128), out, kVstMaxParamStrLen);
-    return 1;
-}
-
-intptr_t Vst3Bridge::parameterProperties(int32 index, void* ptr) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || ptr == nullptr || !controllerPart)
-        return 0;
-    ParameterInfo info{};
-    if (controllerPart->getParameterInfo(entry->controllerIndex, info) != kResultOk)
-        return 0;
-    auto& properties = *static_cast<VstParameterProperties*>(ptr);
-    properties = VstParameterProperties{};
-    vst3_text::copyCut(vst3_text::fromUtf16(info.title, 128), properties.label,
-                       sizeof properties.label);
-    vst3_text::copyCut(vst3_text::fromUtf16(info.shortTitle, 128), properties.shortLabel,
-                       sizeof properties.shortLabel);
-    if (info.stepCount == 1) {
-        properties.flags = kVstParameterIsSwitch;
-    } else if (info.stepCount > 1) {
-        properties.flags = kVstParameterUsesIntegerMinMax | kVstParameterUsesIntStep;
-        properties.maxInteger = info.stepCount;
-        properties.stepInteger = 1;
-        properties.largeStepInteger = 1;
-    } else {
-        properties.flags = kVstParameterCanRamp;
-    }
-    return 1;
 }
 
 intptr_t Vst3Bridge::plugCategory() const {
@@ -208,66 +133,12 @@ intptr_t Vst3Bridge::canDo(const char* text) const {
     return asked == "bypass" || asked == "receiveVstTimeInfo" ? 1 : 0;
 }
 
-intptr_t Vst3Bridge::setProgram(intptr_t program) {
-    const auto change = parameters.programChange();
-    if (!change || change->stepCount < 1 || program < 0 || program > change->stepCount)
-        return 0;
-    currentProgram = static_cast<int32>(program);
-    setParameterById(change->id, static_cast<ParamValue>(program) / change->stepCount);
-    return 1;
-}
-
-float Vst3Bridge::getParameter(int32 index) {
-    const auto* entry = parameters.at(index);
-    if (entry == nullptr || !controllerPart)
-        return 0.0f;
-    // A value set a moment ago may not have reached the plug-in yet; it is still the answer.
-    if (const auto queued = pending.latest(entry->id))
-        return static_cast<float>(*queued);
-    return static_cast<float>(controllerPart->getParamNormalized(entry->id));
-}
-
-void Vst3Bridge::setParameter(int32 index, float value) {
-    if (const auto* entry = parameters.at(index))
-        setParameterById(entry->id, value);
-}
-
-intptr_t Vst3Bridge::getChunk(void* ptr) {
-    if (ptr == nullptr)
-        return 0;
-    const std::lock_guard lock(lifecycle);
-    IPtr<MemoryStream> componentState = owned(new MemoryStream);
-    IPtr<MemoryStream> controllerState = owned(new MemoryStream);
-    // A side that cannot give its state counts as empty.
-    if (componentPart->getState(componentState) != kResultTrue)
-        componentState->setSize(0);
-    if (!controllerPart || controllerPart->getState(controllerState) != kResultTrue)
-        controllerState->setSize(0);
-    if (componentState->getSize() == 0 && controllerState->getSize() == 0)
-        return 0;
-    chunk = vst3_chunk::pack(bytesOf(*componentState), bytesOf(*controllerState));
-    *static_cast<void**>(ptr) = chunk.data();
-    return static_cast<intptr_t>(chunk.size());
-}
-
 intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
-    if (ptr == nullptr || length <= 0 || length > std::numeric_limits<int32>::max())
-        return 0;
-    const auto parts =
-        vst3_chunk::split({static_cast<const uint8_t*>(ptr), static_cast<size_t>(length)});
-    if (!parts)
+    const auto chunkParts = Vst3StateTransfer::readChunk(length, ptr);
+    if (!chunkParts)
         return 0;
     const StateLoad loading(*this);
-    if (!parts->component.empty()) {
-        IPtr<Vst3ReadStream> componentState = streamOver(parts->component);
-        componentPart->setState(componentState);
-        if (controllerPart) {
-            componentState->seek(0, IBStream::kIBSeekSet, nullptr);
-            controllerPart->setComponentState(componentState);
-        }
-    }
-    if (!parts->controller.empty() && controllerPart)
-        controllerPart->setState(streamOver(parts->controller));
+    state.loadChunk(*chunkParts);
     return 1;
 }
 

@@ -1,11 +1,24 @@
-// The bridge's editor opcodes over the controller's IPlugView, and the idle work that belongs
-// to the UI thread: meter values into the controller, the run loop's due timers.
-#include "hosting/vst3/vst3_bridge.h"
+// The bridge's editor opcodes over the controller's IPlugView.
+#include "hosting/vst3/vst3_editor.h"
+
+#include "hosting/guarded_call.h"
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 
 namespace vst3 {
+
+using Steinberg::int16;
+using Steinberg::int32;
+using Steinberg::IPtr;
+using Steinberg::kInvalidArgument;
+using Steinberg::kResultFalse;
+using Steinberg::kResultOk;
+using Steinberg::kResultTrue;
+using Steinberg::owned;
+using Steinberg::tresult;
+using Steinberg::ViewRect;
 
 namespace {
 
@@ -15,16 +28,36 @@ int16 toRectSide(int32 value) {
 
 } // namespace
 
-bool Vst3Bridge::ensureView() {
+Vst3RunLoop* Vst3Editor::makeRunLoop() {
+    loop = Vst3RunLoop::create();
+    return loop.get();
+}
+
+bool Vst3Editor::available() const {
+    if (!parts.controller())
+        return false;
+    // Cheap on most plug-ins; some open their display here, so a throw or null just means no
+    // editor, and the view made for asking is not kept.
+    bool hasView = false;
+    guardedCall([&] {
+        IPtr<Steinberg::IPlugView> probe =
+            owned(parts.controller()->createView(Steinberg::Vst::ViewType::kEditor));
+        hasView = probe != nullptr;
+    });
+    return hasView;
+}
+
+bool Vst3Editor::ensureView() {
     if (view)
         return true;
-    if (!controllerPart)
+    if (!parts.controller())
         return false;
-    IPtr<IPlugView> made = owned(controllerPart->createView(ViewType::kEditor));
+    IPtr<Steinberg::IPlugView> made =
+        owned(parts.controller()->createView(Steinberg::Vst::ViewType::kEditor));
     if (!made)
         return false;
     if (!frame)
-        frame = owned(new Vst3PlugFrame(*this, *runLoop));
+        frame = owned(new Vst3PlugFrame(*this, *loop));
     // The frame goes in at once: editors ask it for the run loop and may resize from attached().
     made->setFrame(frame);
     if (made->isPlatformTypeSupported(vst3EditorPlatformType()) != kResultTrue) {
@@ -35,10 +68,10 @@ bool Vst3Bridge::ensureView() {
     return true;
 }
 
-intptr_t Vst3Bridge::editorRect(void* ptr) {
+intptr_t Vst3Editor::rect(void* ptr) {
     if (ptr == nullptr)
         return 0;
-    const std::lock_guard lock(lifecycle);
+    const std::lock_guard lock(processing.lifecycleLock());
     if (!ensureView())
         return 0;
     ViewRect size = lastViewSize;
@@ -52,8 +85,8 @@ intptr_t Vst3Bridge::editorRect(void* ptr) {
     return 1;
 }
 
-intptr_t Vst3Bridge::openEditor(void* parent) {
-    const std::lock_guard lock(lifecycle);
+intptr_t Vst3Editor::open(void* parent) {
+    const std::lock_guard lock(processing.lifecycleLock());
     if (viewAttached || !ensureView())
         return 0;
     if (view->attached(parent, vst3EditorPlatformType()) != kResultOk)
@@ -62,8 +95,8 @@ intptr_t Vst3Bridge::openEditor(void* parent) {
     return 1;
 }
 
-intptr_t Vst3Bridge::closeEditor() {
-    const std::lock_guard lock(lifecycle);
+intptr_t Vst3Editor::close() {
+    const std::lock_guard lock(processing.lifecycleLock());
     if (!view)
         return 0;
     if (viewAttached)
@@ -76,7 +109,7 @@ intptr_t Vst3Bridge::closeEditor() {
     return 1;
 }
 
-tresult Vst3Bridge::resizeView(IPlugView* resized, ViewRect& size) {
+tresult Vst3Editor::resizeView(Steinberg::IPlugView* resized, ViewRect& size) {
     if (resized != view.get() && view)
         return kInvalidArgument;
     const bool changed =
@@ -84,29 +117,16 @@ tresult Vst3Bridge::resizeView(IPlugView* resized, ViewRect& size) {
     lastViewSize = size;
     // The window must follow before the view is told its new size; a host that cannot resize
     // leaves the view as it was.
-    if (changed && callHost(audioMasterSizeWindow, size.getWidth(), size.getHeight()) == 0)
+    if (changed && hostCallback(&effect, audioMasterSizeWindow, size.getWidth(), size.getHeight(),
+                                nullptr, 0.0f) == 0)
         return kResultFalse;
     resized->onSize(&size);
     return kResultTrue;
 }
 
-intptr_t Vst3Bridge::idle(bool editor) {
-    // A state load makes plug-ins ask for display updates, which come back here: neither the
-    // controller nor the editor's timers are entered again while it is busy with the state.
-    if (!onUiThread() || loadingState)
-        return 0;
-    drainOutputChanges();
-    if (editor)
-        runLoop->dispatchDue();
-    return 0;
-}
-
-void Vst3Bridge::drainOutputChanges() {
-    ParamID id = 0;
-    ParamValue value = 0.0;
-    while (outputRing.pop(id, value))
-        if (controllerPart)
-            controllerPart->setParamNormalized(id, value);
+void Vst3Editor::detachFrame() {
+    if (frame)
+        frame->detach();
 }
 
 } // namespace vst3
