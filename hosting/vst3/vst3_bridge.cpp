@@ -332,7 +332,6 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
 
 Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge) : bridge(bridge), lock(bridge.lifecycle) {
     bridge.loadingState = true;
-    bridge.pending.clear();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {

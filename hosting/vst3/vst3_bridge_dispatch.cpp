@@ -259,6 +259,7 @@ intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
         return 0;
     const StateLoad loading(*this);
     if (!parts->component.empty()) {
+        dropQueuedValues();
         IPtr<Vst3ReadStream> componentState = streamOver(parts->component);
         componentPart->setState(componentState);
         if (controllerPart) {
