@@ -62,7 +62,7 @@ template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format)
 template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
     if (!audioSinceOpen) {
         audioSinceOpen = true;
-        statesSinceOpen = {};
+        statesSinceOpen.clear();
     }
     const auto count = static_cast<int32_t>(frames);
     if constexpr (std::is_same_v<T, double>)
@@ -134,15 +134,15 @@ template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
     openFreshInstance(static_cast<int32_t>(rate));
     if (settingsFileInForce && giveSettingsFile)
         giveSettingsFile();
-    for (const auto& state : statesSinceOpen)
-        loadState(plugin(), state.data(), state.size());
+    statesSinceOpen.replay(
+        [this](const uint8_t* data, uint64_t length) { loadState(plugin(), data, length); });
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
     openFreshInstance(plugin().sampleRate());
     // A reopened plug-in starts from its own defaults.
     settingsFileInForce = false;
-    statesSinceOpen = {};
+    statesSinceOpen.clear();
     // Audio that follows goes through the new instance set up as the old one was; untold, it
     // would use none of its pins and the previous block's output would be sent again.
     if (requested) {
@@ -156,7 +156,7 @@ template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint6
         return;
     loadState(*slot, data, length);
     if (!audioSinceOpen && reopenForRate && slot->bridge() == nullptr)
-        statesSinceOpen.emplace_back(data, data + length);
+        statesSinceOpen.append(data, length);
 }
 
 template class vstProcess2<float>;

@@ -267,6 +267,12 @@ TEST(TestPluginSettings, StateMessageAppliesToTheAudioThatFollows) {
     const std::string none(4, '\0'), halved = stereo(700, 2);
     EXPECT_TRUE(result.out ==
                 formatRecord(44100, 2, 3, 2, 3) + input + none + halved + none + halved + none);
+    // Given again, in order, to the instance opened afresh for another rate.
+    const auto again = runAdapter(
+        chunkedRun,
+        effect("chunks,params=1", chunk(2, testChunk({0.0f})) + chunk(2, testChunk({0.5f})) +
+                                      chunk(3, formatRecord(48000, 2, 0, 2, 0)) + chunk(1, input)));
+    EXPECT_TRUE(again.out == formatRecord(48000, 2, 3, 2, 3) + halved + none) << again.err;
 }
 
 } // namespace
