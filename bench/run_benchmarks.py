@@ -288,7 +288,7 @@ def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8, settings=100):
         ("%d s tail, chunked" % tail_seconds, wide + ["--protocol", "chunked"], tail_env,
          wide_format + struct.pack("<2I", 4, 0), 0, wide_format + struct.pack("<2I", 4, 0),
          silent_env, tail_bytes),
-        ("%d settings messages of 4 MiB (code 2)" % settings, chunked, chunks_env,
+        ("%d x 4 MiB settings (code 2)" % settings, chunked, chunks_env,
          struct.pack("<2I", 2, 4 * MIB), 4 * MIB, reopen_then_audio, chunks_env, audio,
          settings_messages + [(reopen_then_audio, 0)]),
     ]
