@@ -50,7 +50,7 @@ template <typename T> void vstProcess2<T>::setStreamFormat(StreamFormat& format)
 template <typename T> bool vstProcess2<T>::runBlock(uint32_t frames) {
     if (!audioSinceOpen) {
         audioSinceOpen = true;
-        statesSinceOpen = {};
+        statesSinceOpen.clear();
     }
     const auto count = static_cast<int32_t>(frames);
     if constexpr (std::is_same_v<T, double>)
@@ -122,15 +122,16 @@ template <typename T> void vstProcess2<T>::reopenAtRate(uint32_t rate) {
     openFreshInstance(static_cast<int32_t>(rate));
     if (settingsFileInForce && giveSettingsFile)
         giveSettingsFile();
-    for (const auto& state : statesSinceOpen)
-        plugin().loadState(state);
+    statesSinceOpen.replay([this](const uint8_t* data, uint64_t length) {
+        plugin().loadState({data, static_cast<size_t>(length)});
+    });
 }
 
 template <typename T> void vstProcess2<T>::reopenPlugin() {
     openFreshInstance(plugin().sampleRate());
     // A reopened plug-in starts from its own defaults.
     settingsFileInForce = false;
-    statesSinceOpen = {};
+    statesSinceOpen.clear();
     // Audio that follows goes through the new instance set up as the old one was; untold, it
     // would use none of its pins and the previous block's output would be sent again.
     if (requested) {
@@ -144,7 +145,7 @@ template <typename T> void vstProcess2<T>::applyState(const uint8_t* data, uint6
         return;
     slot->loadState({data, static_cast<size_t>(length)});
     if (!audioSinceOpen && reopenForRate && slot->readsRateOnlyWhenOpening())
-        statesSinceOpen.emplace_back(data, data + length);
+        statesSinceOpen.append(data, length);
 }
 
 template class vstProcess2<float>;

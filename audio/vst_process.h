@@ -1,11 +1,11 @@
 #pragma once
 
 #include "audio/fmt_converter.h"
+#include "audio/settings_spool.h"
 #include "audio/vst_process_shared.h"
 
 #include <functional>
 #include <optional>
-#include <vector>
 
 class Plugin;
 class PluginSlot;
@@ -48,7 +48,7 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
     // What settings the instance got since it opened, for one opened afresh before any audio:
     // the settings file unless a reopen message dropped it, and state messages.
     bool settingsFileInForce = true;
-    std::vector<std::vector<uint8_t>> statesSinceOpen;
+    SettingsSpool statesSinceOpen;
 };
 
 extern template class vstProcess2<float>;

@@ -199,17 +199,19 @@ def memory():
                                  in zip(sizes, peaks)), peaks[1] - peaks[0]))
 
 
-# Writes the header bytes (hex), then that many zero bytes, then ends.
+# For each pair of arguments: writes the header bytes (hex), then that many zero bytes; then ends.
 HEADER_THEN_ZEROS = r"""
 import os, sys
-header, total = bytes.fromhex(sys.argv[1]), int(sys.argv[2])
-os.write(1, header)
 zeros = memoryview(bytes(1 << 20))
-while total:
-    piece = zeros[:min(total, len(zeros))]
-    while piece:
-        piece = piece[os.write(1, piece):]
-    total -= min(total, len(zeros))
+for header, total in zip(sys.argv[1::2], sys.argv[2::2]):
+    header, total = bytes.fromhex(header), int(total)
+    while header:
+        header = header[os.write(1, header):]
+    while total:
+        piece = zeros[:min(total, len(zeros))]
+        while piece:
+            piece = piece[os.write(1, piece):]
+        total -= min(total, len(zeros))
 """
 
 
@@ -225,11 +227,14 @@ def high_water_kib(pid):
     return 0
 
 
-def peak_rss(command, header, zeros, env):
-    """Peak resident set (KiB) of `command` fed the header and zeros; its output is read and
-    thrown away. Returns (KiB, status, output bytes). ru_maxrss would count the forking Python
-    process's pages too, so the peak is VmHWM, read every 5 ms while the command runs."""
-    producer = subprocess.Popen([sys.executable, "-c", HEADER_THEN_ZEROS, header.hex(), str(zeros)],
+def peak_rss(command, header, zeros, env, more=()):
+    """Peak resident set (KiB) of `command` fed the header and zeros, then each further (header,
+    zeros) pair of `more`; its output is read and thrown away. Returns (KiB, status, output
+    bytes). ru_maxrss would count the forking Python process's pages too, so the peak is VmHWM,
+    read every 5 ms while the command runs."""
+    pieces = [text for bytes_in, count in [(header, zeros), *more]
+              for text in (bytes_in.hex(), str(count))]
+    producer = subprocess.Popen([sys.executable, "-c", HEADER_THEN_ZEROS] + pieces,
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
     middle = subprocess.Popen(command, stdin=producer.stdout, stdout=subprocess.PIPE,
                               stderr=subprocess.DEVNULL, env=env)
@@ -248,10 +253,11 @@ def peak_rss(command, header, zeros, env):
     return peak, status, seen
 
 
-def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8):
+def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8, settings=100):
     """Peak memory of hostile streams against the same run with nothing in them: an ignored
-    payload of 300 MB, one declaring 4 GiB, and a tail of 59 s at 1 MHz x 8 channels (32-bit
-    float), plain and chunked."""
+    payload of 300 MB, one declaring 4 GiB, a tail of 59 s at 1 MHz x 8 channels (32-bit
+    float), plain and chunked, and 100 settings messages of 4 MiB before any audio, which the
+    VST 2 plug-in opened afresh for the format's rate is given again."""
     need_identity()
     env = identity_env()
     chunked = identity_process() + ["--protocol", "chunked"]
@@ -265,6 +271,12 @@ def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8):
             "--channels", str(tail_channels), "--bits", "32", "--formattag", "3"]
     wide_format = struct.pack("<7I", 3, 20, tail_rate, tail_channels, 0, tail_channels, 0)
     tail_bytes = tail_seconds * tail_rate * tail_channels * 4
+    # Another rate than --rate: the plug-in is opened afresh and given the messages again.
+    audio = 1000 * 4
+    reopen_then_audio = struct.pack("<7I2I", 3, 20, 48000, 2, 3, 2, 3, 1, audio) + bytes(audio)
+    chunks_env = dict(env)
+    chunks_env["TEST_EFFECT"] = "chunks"
+    settings_messages = [(struct.pack("<2I", 2, 4 * MIB), 4 * MIB)] * (settings - 1)
     cases = [
         # name, command, environment, header, zeros, idle header, idle environment, least output
         ("ignored 300 MB payload (code 5)", chunked, env,
@@ -276,18 +288,23 @@ def hostile(tail_seconds=59, tail_rate=1000000, tail_channels=8):
         ("%d s tail, chunked" % tail_seconds, wide + ["--protocol", "chunked"], tail_env,
          wide_format + struct.pack("<2I", 4, 0), 0, wide_format + struct.pack("<2I", 4, 0),
          silent_env, tail_bytes),
+        ("%d x 4 MiB settings (code 2)" % settings, chunked, chunks_env,
+         struct.pack("<2I", 2, 4 * MIB), 4 * MIB, reopen_then_audio, chunks_env, audio,
+         settings_messages + [(reopen_then_audio, 0)]),
     ]
     print("hostile: peak resident set (VmHWM) against the same command with an idle stream")
     print("  %-36s %10s %10s %10s %9s" % ("case", "idle", "peak", "growth", "output"))
     worst = 0
-    for name, command, case_env, header, zeros, idle_header, idle_env, least in cases:
+    for name, command, case_env, header, zeros, idle_header, idle_env, least, *more in cases:
         idle, idle_status, _ = peak_rss(command, idle_header, 0, idle_env)
-        peak, status, seen = peak_rss(command, header, zeros, case_env)
+        peak, status, seen = peak_rss(command, header, zeros, case_env, *more)
         if idle_status != 0 or status != 0 or seen < least:
             sys.exit("%s: status %d, %d bytes of output" % (name, status, seen))
-        worst = max(worst, peak - idle)
+        # The settings messages may cost the largest of them on top.
+        worst = max(worst, peak - idle - (4 * MIB // 1024 if more else 0))
         print("  %-36s %7d KiB %7d KiB %+7d KiB %6.0f MB" % (name, idle, peak, peak - idle, seen / 1e6))
-    print("  largest growth: %+d KiB   target: within 16 MB (16384 KiB)" % worst)
+    print("  largest growth beyond the largest settings message: %+d KiB   target: within 16 MB "
+          "(16384 KiB)" % worst)
 
 
 REALTIME_PLUGINS = ["/usr/lib/vst/ZaMultiCompX2-vst.so", "/usr/lib/vst/ZamVerb-vst.so"]

@@ -236,7 +236,6 @@ tresult Vst3Bridge::restartComponent(int32 flags) {
 Vst3Bridge::StateLoad::StateLoad(Vst3Bridge& bridge)
     : bridge(bridge), lock(bridge.processing.lifecycleLock()) {
     bridge.state.setLoading(true);
-    bridge.parameters.dropPending();
 }
 
 Vst3Bridge::StateLoad::~StateLoad() {

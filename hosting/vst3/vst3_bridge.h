@@ -69,10 +69,9 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3ProcessingTarget
     // every plug-in). Not while audio is streaming: the plug-in hears the extra frame.
     void settleParameters();
 
-    // Held while a state is loaded into the plug-in: keeps reconfiguration out, drops the
-    // parameter changes still queued (the state replaces them; otherwise the next block would
-    // put the stale values back) and pauses handing meter values to the controller, which is
-    // busy with the state.
+    // Held while a state is loaded into the plug-in: keeps reconfiguration out and pauses
+    // handing meter values to the controller, which is busy with the state. Values still queued
+    // stay: settings given one after another add up.
     class StateLoad {
       public:
         explicit StateLoad(Vst3Bridge& bridge);
@@ -84,6 +83,9 @@ class Vst3Bridge final : private Vst3HandlerTarget, private Vst3ProcessingTarget
         Vst3Bridge& bridge;
         std::lock_guard<std::mutex> lock;
     };
+    // Before a whole state is handed over, under a StateLoad: the values still queued belong to
+    // the state it replaces, and the next block would put them back.
+    void dropQueuedValues() { parameters.dropPending(); }
 
   private:
     Vst3Bridge(audioMasterCallback hostCallback, Steinberg::int32 vst2Id);

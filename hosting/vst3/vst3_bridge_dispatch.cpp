@@ -138,6 +138,8 @@ intptr_t Vst3Bridge::setChunk(intptr_t length, void* ptr) {
     if (!chunkParts)
         return 0;
     const StateLoad loading(*this);
+    if (!chunkParts->component.empty())
+        dropQueuedValues();
     state.loadChunk(*chunkParts);
     return 1;
 }

@@ -17,6 +17,10 @@ enum class Vst3PresetResult {
     refused,    // the plug-in answered with an error; it may have taken part of it
 };
 
+// What loadVst3Preset would find before handing anything over: `applied` when the image is
+// sound and made for `classId`.
+Vst3PresetResult checkVst3Preset(std::span<const uint8_t> bytes, const Steinberg::FUID& classId);
+
 Vst3PresetResult loadVst3Preset(std::span<const uint8_t> bytes, const Steinberg::FUID& classId,
                                 Steinberg::Vst::IComponent* component,
                                 Steinberg::Vst::IEditController* controller);

@@ -50,8 +50,13 @@ void loadVst3State(Vst3Bridge& bridge, const uint8_t* bytes, uint64_t length) {
     const IPtr<IComponent> component(bridge.component());
     const IPtr<IEditController> controller(bridge.controller());
     if (isPresetImage(bytes, length)) {
-        const Vst3PresetResult result =
-            loadVst3Preset(data, bridge.classId(), component, controller);
+        // A preset replaces the whole state, values given before it included; records add to
+        // what is there.
+        Vst3PresetResult result = checkVst3Preset(data, bridge.classId());
+        if (result == Vst3PresetResult::applied) {
+            bridge.dropQueuedValues();
+            result = loadVst3Preset(data, bridge.classId(), component, controller);
+        }
         // The command goes on with the plug-in's own settings, so the user can repair them.
         if (result != Vst3PresetResult::applied)
             std::fprintf(stderr, "%s\n", vst3PresetMessage(result));

@@ -1,14 +1,13 @@
 // A real VST 3 limiter from Debian's zam-plugins through the built binary. Skipped when absent.
 #include "tests/common/child_process.h"
+#include "tests/common/chunked_stream.h"
+#include "tests/common/scratch.h"
 #include "tests/common/vst3_bundles.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -26,37 +25,58 @@ std::string sine16(size_t frames) {
     return bytes;
 }
 
-int peak(const std::string& samples) {
-    int largest = 0;
-    for (size_t at = 0; at + 1 < samples.size(); at += 2) {
-        int16_t value = 0;
-        std::memcpy(&value, samples.data() + at, 2);
-        largest = std::max(largest, std::abs(static_cast<int>(value)));
-    }
-    return largest;
-}
-
-TEST(ZaMaximX2, SettingsSavedToTheDataFileChangeTheSoundOfTheNextRun) {
+// Settings change the sound and add up: id/value records given in pieces (a settings file, then
+// messages; before and after audio; after a reopen) sound as one message holding them all; a
+// preset replaces what came before it, and records after it apply on top.
+TEST(ZaMaximX2, SettingsGivenInPiecesSoundAsOne) {
     const std::string path = "/usr/lib/vst3/ZaMaximX2.vst3";
     if (!std::filesystem::exists(path))
         GTEST_SKIP() << "zam-plugins is not installed";
     testing_support::Vst3Layouts layouts;
-    const std::string data = layouts.file("settings");
-    // Release, output ceiling and threshold all to 0: the limiter pulls the sine right down.
     auto options = testing_support::headless();
-    ASSERT_EQ(
-        testing_support::runChild(SETTINGS_PROBE_PATH, {path, data, "0=0", "1=0", "2=0"}, options)
-            .exitStatus,
-        0);
-    std::stringstream image;
-    image << std::ifstream(data, std::ios::binary).rdbuf();
-    EXPECT_EQ(image.str().substr(0, 4), "VST3");
-    options.stdinBytes = sine16(8000);
-    std::vector<std::string> arguments{"process",    "--vst", path,     "--rate", "44100",
-                                       "--channels", "2",     "--bits", "16"};
-    EXPECT_GT(peak(runAdapter(arguments, options).out), 19000);
-    arguments.insert(arguments.end(), {"--data", data});
-    EXPECT_LT(peak(runAdapter(arguments, options).out), 2000);
+    // Release, output ceiling and threshold (by index) all to 0, saved as the plug-in's preset.
+    const std::string presetFile = layouts.file("preset"), dataFile = layouts.file("data");
+    ASSERT_EQ(testing_support::runChild(SETTINGS_PROBE_PATH,
+                                        {path, presetFile, "0=0", "1=0", "2=0"}, options)
+                  .exitStatus,
+              0);
+    const std::string all = scratch::readFile(presetFile);
+    EXPECT_EQ(all.substr(0, 4), "VST3");
+    // The same by id: release and ceiling (4 and 5), threshold (6); and release back up.
+    using testing_support::idValueRecords;
+    const auto a = idValueRecords({{4, 0.0}, {5, 0.0}}), b = idValueRecords({{6, 0.0}});
+    const auto up = idValueRecords({{4, 1.0}});
+    using testing_support::chunk;
+    const std::string audio = chunk(1, sine16(4000)), reopen = chunk(5, "");
+    struct Case {
+        const char* name;
+        std::string file, pieces, whole; // file: the settings file of the run in pieces
+    };
+    const Case cases[] = {
+        {"TwoMessages", "", chunk(2, a) + chunk(2, b), chunk(2, a + b)},
+        {"FileThenMessage", a, chunk(2, b), chunk(2, a + b)},
+        {"AfterAudio", "", audio + chunk(2, a) + chunk(2, b), audio + chunk(2, a + b)},
+        {"AfterReopen", "", audio + reopen + chunk(2, a) + chunk(2, b),
+         audio + reopen + chunk(2, a + b)},
+        {"PresetReplacesRecords", "", chunk(2, up) + chunk(2, all), chunk(2, all)},
+        {"RecordsOnAPresetFile", all, chunk(2, up), chunk(2, a + b + up)},
+    };
+    const std::vector<std::string> chunked{"process", "--vst",  path, "--protocol",
+                                           "chunked", "--bits", "16"};
+    auto withFile = chunked;
+    withFile.insert(withFile.end(), {"--data", dataFile});
+    const std::string format = testing_support::formatMessage(44100, 2, 3, 2, 3);
+    options.stdinBytes = format + audio;
+    const std::string untouched = runAdapter(chunked, options).out;
+    for (const Case& c : cases) {
+        scratch::writeFile(dataFile, c.file); // empty: no settings
+        options.stdinBytes = format + c.pieces + audio;
+        const auto pieces = runAdapter(withFile, options);
+        options.stdinBytes = format + c.whole + audio;
+        const auto whole = runAdapter(chunked, options);
+        EXPECT_EQ(pieces.exitStatus + whole.exitStatus, 0) << c.name << pieces.err << whole.err;
+        EXPECT_TRUE(pieces.out == whole.out && whole.out != untouched) << c.name;
+    }
 }
 
 } // namespace

@@ -257,16 +257,19 @@ TEST(TestPluginSettings, ReadByEveryCommandButTestAndHasEditor) {
     }
 }
 
+// Settings before any audio are given again, in order, to the instance opened afresh for a rate
+// the plug-in could not learn while opening; later ones apply to the audio that follows.
 TEST(TestPluginSettings, StateMessageAppliesToTheAudioThatFollows) {
     const std::string input = stereo(700);
-    const std::string stream = chunk(3, formatRecord(44100, 2, 0, 2, 0)) + chunk(1, input) +
-                               chunk(2, testChunk({0.5f})) + chunk(1, input) + chunk(2, "") +
+    const std::string stream = chunk(2, testChunk({0.0f})) + chunk(2, testChunk({0.5f})) +
+                               chunk(3, formatRecord(48000, 2, 0, 2, 0)) + chunk(1, input) +
+                               chunk(2, testChunk({1.0f})) + chunk(1, input) + chunk(2, "") +
                                chunk(1, input);
     const auto result = runAdapter(chunkedRun, effect("chunks,params=1", stream));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::string none(4, '\0'), halved = stereo(700, 2);
     EXPECT_TRUE(result.out ==
-                formatRecord(44100, 2, 3, 2, 3) + input + none + halved + none + halved + none);
+                formatRecord(48000, 2, 3, 2, 3) + halved + none + input + none + input + none);
 }
 
 } // namespace
