@@ -119,12 +119,8 @@ void runScan(const ScanOptions& options) {
             ScanCache::Lines done;
             for (auto& line : lines)
                 done.push_back(std::move(*line));
-            // A plug-in out of time may only have met a busy machine: it is asked again next time.
-            const bool timedOut = std::any_of(done.begin(), done.end(), [](const Json& line) {
-                return line["status"] == "timeout";
-            });
             if (cache)
-                cache->keep(plugin, timedOut ? ScanCache::Lines{} : done);
+                cache->keep(plugin, done);
             results.complete(task.plugin, std::move(done));
         }
         results.print(children.running());

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <map>
 #include <memory>
 #include <set>
@@ -28,7 +29,7 @@ struct Options {
     std::set<std::string> flags;
     std::map<std::string, int64_t> numbers;
     std::pair<int16_t, int16_t> editorSize{320, 200};
-    std::string exitAt, crashAt;
+    std::string exitAt, crashAt, hangAt;
     bool has(const char* flag) const { return flags.count(flag) != 0; }
     int32_t get(const char* key, int32_t fallback) const {
         const auto found = numbers.find(key);
@@ -83,8 +84,11 @@ Options parseOptions(std::string_view words) {
             options.editorSize = {
                 static_cast<int16_t>(readNumber(value.substr(0, cross), word, 1, 32767)),
                 static_cast<int16_t>(readNumber(value.substr(cross + 1), word, 1, 32767))};
-        } else if ((key == "exit-at" || key == "crash-at") && places.count(value) != 0)
-            (key == "exit-at" ? options.exitAt : options.crashAt) = std::string(value);
+        } else if ((key == "exit-at" || key == "crash-at" || key == "hang-at") &&
+                   places.count(value) != 0)
+            (key == "exit-at"    ? options.exitAt
+             : key == "crash-at" ? options.crashAt
+                                 : options.hangAt) = std::string(value);
         else
             refuse(word);
     }
@@ -133,6 +137,8 @@ class TestEffect {
             log.line("crash " + std::string(place));
             std::raise(SIGSEGV);
         }
+        while (options.hangAt == place)
+            ::pause();
     }
     [[noreturn]] intptr_t fail(const std::string& where) const {
         log.line("throw " + where);
@@ -427,13 +433,27 @@ void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, in
 
 } // namespace
 
+// TEST_EFFECT's words, then those of the module's file name after an '@' ("x@crash-at=open.so"),
+// so that one folder can hold copies that each misbehave their own way.
+std::string chosenWords() {
+    const char* set = std::getenv("TEST_EFFECT");
+    std::string words = set == nullptr ? "" : set;
+    Dl_info module{};
+    if (::dladdr(reinterpret_cast<void*>(&chosenWords), &module) != 0 && module.dli_fname) {
+        std::string name = module.dli_fname;
+        name = name.substr(name.rfind('/') + 1);
+        if (const auto at = name.find('@'); at != std::string::npos)
+            words += "," + name.substr(at + 1, name.rfind('.') - at - 1);
+    }
+    return words;
+}
+
 AEffect* enter(audioMasterCallback host, bool viaMain) {
     CallLog log(std::getenv("TEST_EFFECT_LOG"));
     log.line(viaMain ? "entry main" : "entry VSTPluginMain");
-    const char* words = std::getenv("TEST_EFFECT");
     Options options;
     try {
-        options = parseOptions(words == nullptr ? "" : words);
+        options = parseOptions(chosenWords());
     } catch (const std::invalid_argument& error) {
         log.line(std::string("error ") + error.what());
         std::fprintf(stderr, "test_effect: %s\n", error.what());
