@@ -12,7 +12,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sstream>
-#include <sys/stat.h>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
