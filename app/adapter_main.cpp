@@ -2,6 +2,7 @@
 
 #include "app/command_failure.h"
 #include "app/fatal_reports.h"
+#include "app/scan_command.h"
 #include "app/usage.h"
 #include "app/vst_globals.h"
 #include "hosting/process_defaults.h"
@@ -53,7 +54,9 @@ int runCommandLine(int argc, const char* const* argv) {
     restoreProcessDefaults();
     int status = failureStatus;
     try {
-        status = runWithProtectedOutput(argc, argv);
+        // The scan loads no plug-in itself: its children do, each under the protections below.
+        status =
+            isScanWord(argv[1]) ? runScanCommand(argc, argv) : runWithProtectedOutput(argc, argv);
     } catch (const CommandFailure& failure) {
         std::fputs(failure.what(), stderr);
     } catch (const std::bad_alloc&) {

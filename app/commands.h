@@ -10,3 +10,6 @@ bool runParamsCommand(VSTGlobals& globals);
 bool runProcessCommand(VSTGlobals& globals);
 bool runConfigureCommand(VSTGlobals& globals);
 bool runConfigureLiveCommand(VSTGlobals& globals);
+// The scan's child (scan::childCommand): loads "--vst" as "--vst-version" says (effect class
+// "--class" of a VST 3 module) and prints what it found as one JSON line on standard output.
+bool runScanChildCommand(VSTGlobals& globals);

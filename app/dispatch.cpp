@@ -4,6 +4,7 @@
 #include "app/state_file.h"
 #include "app/vst_globals.h"
 #include "hosting/plugin_stage.h"
+#include "scan/scan_child.h"
 
 #include "support/errors.h"
 #include "support/file_stream.h"
@@ -70,6 +71,8 @@ bool hasEditorOrParameters(const Plugin& plugin) {
 } // namespace
 
 bool mainWithGlobals(VSTGlobals& globals) {
+    if (globals.command == scan::childCommand)
+        return runScanChildCommand(globals);
     if (findArgument(globals.arguments, "--pipe") || findArgument(globals.arguments, "--inpipe"))
         throw std::runtime_error("pipes not yet implemented");
     const std::shared_ptr<Vesk::fileInOut> outputFile = openRedirections(globals);

@@ -19,6 +19,8 @@ Commands:
   process          stream audio from the input through the plug-in to the output
   configure        show the plug-in's editor; closing it writes the settings to --data
   configure-live   as configure, while chunked audio from the input feeds the plug-in
+  scan             list the plug-ins under --vst folders (repeatable) as JSON lines, each
+                   examined in a child; --cache FILE, --timeout SECONDS (10), --jobs N (cores)
   --help           this text
   --version        the program's version
 

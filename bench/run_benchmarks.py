@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Whole-program benchmarks: each figure is a ratio against a reference measured in the same run."""
 import atexit
+import json
 import math
 import os
 import random
@@ -591,8 +592,50 @@ def network(runs=5, size=1 << 30):
     print("  input_reader over http: %s" % peak)
 
 
+def scan(runs=3):
+    """'scan' of every installed plug-in with one job and with all cores, against 'test' on each
+    file one after another; the rescan from the cache against the first scan that fills it."""
+    roots = [root for root in ("/usr/lib/vst", "/usr/lib/vst3") if os.path.isdir(root)]
+    if not roots:
+        print("scan: no plug-ins installed")
+        return
+    env = quiet_env()
+    command = [ADAPTER, "scan"] + [word for root in roots for word in ("--vst", root)]
+    listed = subprocess.run(command, env=env, capture_output=True, text=True, check=True).stdout
+    lines = [json.loads(line) for line in listed.splitlines()]
+    # One 'test' per file, as a parent without the scan would run it; VST 3 classes share a file.
+    files = list(dict.fromkeys((line["path"], line["kind"]) for line in lines))
+    tests = [[ADAPTER, "test", "--vst", path, "--vst-version", kind[-1]] for path, kind in files]
+    cores = os.cpu_count() or 1
+    cache = os.path.join(tempfile.mkdtemp(prefix="bench-scan-"), "cache.json")
+    atexit.register(shutil.rmtree, os.path.dirname(cache), True)
+    times = {"test": [], "jobs 1": [], "all cores": [], "first": [], "cached": []}
+    for _ in range(runs):
+        times["test"].append(sum(timed(test, env=env) for test in tests))
+        times["jobs 1"].append(timed(command + ["--jobs", "1"], env=env))
+        times["all cores"].append(timed(command + ["--jobs", str(cores)], env=env))
+        if os.path.exists(cache):
+            os.remove(cache)
+        times["first"].append(timed(command + ["--cache", cache], env=env))
+        times["cached"].append(timed(command + ["--cache", cache], env=env))
+    median = {name: statistics.median(samples) for name, samples in times.items()}
+    statuses = {}
+    for line in lines:
+        statuses[line["status"]] = statuses.get(line["status"], 0) + 1
+    print("scan: %d files, %d lines (%s), %d cores, median of %d runs, interleaved"
+          % (len(files), len(lines), ", ".join("%d %s" % (n, s) for s, n in sorted(statuses.items())),
+             cores, runs))
+    print("  %-40s %8.2fs %6.2fx" % ("'test' on each file in turn", median["test"], 1.0))
+    print("  %-40s %8.2fs %6.2fx" % ("scan --jobs 1", median["jobs 1"], median["jobs 1"] / median["test"]))
+    print("  %-40s %8.2fs %6.2fx" % ("scan --jobs %d" % cores, median["all cores"],
+                                      median["all cores"] / median["test"]))
+    print("  %-40s %8.2fs %6.2fx" % ("first scan with --cache", median["first"], 1.0))
+    print("  %-40s %8.2fs %6.2fx" % ("rescan from the cache", median["cached"],
+                                      median["cached"] / median["first"]))
+
+
 ALL = {"startup": startup, "pipe": pipe, "memory": memory, "hostile": hostile, "realtime": realtime,
-       "network": network, "bridge": bridge, "light": light, "converter": converter}
+       "network": network, "bridge": bridge, "light": light, "converter": converter, "scan": scan}
 
 if __name__ == "__main__":
     unknown = [name for name in SECTIONS if name not in ALL]

@@ -72,32 +72,53 @@ void loadVst2(PluginHost& host, std::shared_ptr<ModuleLibrary> module) {
 
 namespace {
 
+// Makes and opens class `info` of the host's module. False when the class cannot be made; throws
+// LoadFailure when it was made but refused.
+bool openVst3Class(PluginHost& host, const Vst3ClassInfo& info) {
+    Steinberg::TUID classId;
+    std::memcpy(classId, info.classId.data(), sizeof classId);
+    auto* bridge =
+        vst3::Vst3Bridge::create(&host.vst3Module()->factory(), classId, 0, hostCallback);
+    if (bridge == nullptr)
+        return false;
+    host.adoptKind(std::make_unique<Vst3Kind>(*bridge, info));
+    AEffect* effect = bridge->getAEffect();
+    if (attachEffect(host, effect))
+        return true;
+    // A record refused before the host took it has been closed, which deleted the bridge.
+    if (host.effect() != effect)
+        host.adoptKind(nullptr);
+    throw LoadFailure(LoadFailure::Stage::plugin);
+}
+
 // Factory order decides: the first audio module class that can be bridged is the plug-in, so a
 // controller class listed first is passed over.
 void openVst3Module(PluginHost& host, std::shared_ptr<Vst3Module> module) {
     host.adoptVst3Module(std::move(module));
-    Vst3Module& loaded = *host.vst3Module();
-    for (const auto& info : loaded.classes()) {
-        if (!info.isAudioModule())
-            continue;
-        Steinberg::TUID classId;
-        std::memcpy(classId, info.classId.data(), sizeof classId);
-        auto* bridge = vst3::Vst3Bridge::create(&loaded.factory(), classId, 0, hostCallback);
-        if (bridge == nullptr)
-            continue;
-        host.adoptKind(std::make_unique<Vst3Kind>(*bridge, info));
-        AEffect* effect = bridge->getAEffect();
-        if (attachEffect(host, effect))
+    for (const auto& info : host.vst3Module()->classes()) {
+        if (info.isAudioModule() && openVst3Class(host, info))
             return;
-        // A record refused before the host took it has been closed, which deleted the bridge.
-        if (host.effect() != effect)
-            host.adoptKind(nullptr);
-        break;
     }
     throw LoadFailure(LoadFailure::Stage::plugin);
 }
 
 } // namespace
+
+std::vector<const Vst3ClassInfo*> vst3EffectClasses(const Vst3Module& module) {
+    std::vector<const Vst3ClassInfo*> effects;
+    for (const auto& info : module.classes()) {
+        if (info.isAudioModule())
+            effects.push_back(&info);
+    }
+    return effects;
+}
+
+void openVst3EffectClass(PluginHost& host, std::shared_ptr<Vst3Module> module, size_t index) {
+    host.adoptVst3Module(std::move(module));
+    const auto effects = vst3EffectClasses(*host.vst3Module());
+    if (index >= effects.size() || !openVst3Class(host, *effects[index]))
+        throw LoadFailure(LoadFailure::Stage::plugin);
+}
 
 void loadVst3(PluginHost& host, const std::string& path) {
     openVst3Module(host, Vst3Module::load(path));

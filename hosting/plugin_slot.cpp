@@ -32,6 +32,10 @@ void PluginSlot::reset() {
     host.reset();
 }
 
+void PluginSlot::adopt(std::unique_ptr<PluginHost> opened) {
+    host = std::move(opened);
+}
+
 void PluginSlot::openVst3(const std::string& path, int32_t processLevel) {
     host.reset();
     auto fresh = newHost(processLevel, 0);

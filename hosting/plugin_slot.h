@@ -31,6 +31,8 @@ class PluginSlot {
     Plugin& operator*() const;
     Plugin* operator->() const;
     PluginHost& pluginHost() const { return *host; }
+    // Takes a host a loader has opened, closing any held.
+    void adopt(std::unique_ptr<PluginHost> opened);
     // Closes the plug-in, if any.
     void reset();
 

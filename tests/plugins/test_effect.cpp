@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <map>
 #include <memory>
 #include <set>
@@ -435,13 +436,27 @@ void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, in
 
 } // namespace
 
+// TEST_EFFECT's words, then those of the module's file name after an '@' ("x@crash-at=open.so"),
+// so that one folder can hold copies that each misbehave their own way.
+std::string chosenWords() {
+    const char* set = std::getenv("TEST_EFFECT");
+    std::string words = set == nullptr ? "" : set;
+    Dl_info module{};
+    if (::dladdr(reinterpret_cast<void*>(&chosenWords), &module) != 0 && module.dli_fname) {
+        std::string name = module.dli_fname;
+        name = name.substr(name.rfind('/') + 1);
+        if (const auto at = name.find('@'); at != std::string::npos)
+            words += "," + name.substr(at + 1, name.rfind('.') - at - 1);
+    }
+    return words;
+}
+
 AEffect* enter(audioMasterCallback host, bool viaMain) {
     CallLog log(std::getenv("TEST_EFFECT_LOG"));
     log.line(viaMain ? "entry main" : "entry VSTPluginMain");
-    const char* words = std::getenv("TEST_EFFECT");
     Options options;
     try {
-        options = parseOptions(words == nullptr ? "" : words);
+        options = parseOptions(chosenWords());
     } catch (const std::invalid_argument& error) {
         log.line(std::string("error ") + error.what());
         std::fprintf(stderr, "test_effect: %s\n", error.what());

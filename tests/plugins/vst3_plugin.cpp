@@ -27,7 +27,8 @@ using namespace Steinberg::Vst;
 
 // What TEST_VST3 asked for, read when the module is entered; copied into each object.
 struct Options {
-    bool mono = false, doublePrecision = false, controllerState = false, editor = false;
+    bool mono = false, doublePrecision = false, controllerState = false, editor = false,
+         secondEffect = false;
     uint32 latency = 0;  // reported once active, as by plug-ins whose delay follows the set-up
     std::string logPath; // TEST_VST3_LOG
 };
@@ -38,6 +39,7 @@ constexpr ParamID gainId = 100, polarityId = 7, bypassId = 300, programId = 400;
 constexpr ParamID ids[] = {gainId, polarityId, bypassId, programId};
 const TUID componentId = INLINE_UID(0x54455354, 0x56535433, 0x434F4D50, 0x00000001);
 const TUID controllerId = INLINE_UID(0x54455354, 0x56535433, 0x4354524C, 0x00000002);
+const TUID missingId = INLINE_UID(0x54455354, 0x56535433, 0x4D495353, 0x00000003);
 
 // The values both sides keep, in the order of `ids`; the component's state is "TV3S" and the
 // first three as float64.
@@ -341,7 +343,7 @@ class Factory final : public Object<Factory, IPluginFactory> {
         *info = PFactoryInfo("Test Vendor", "", "", PFactoryInfo::kUnicode);
         return kResultOk;
     }
-    int32 PLUGIN_API countClasses() override { return 2; }
+    int32 PLUGIN_API countClasses() override { return options.secondEffect ? 3 : 2; }
     tresult PLUGIN_API getClassInfo(int32 index, PClassInfo* info) override {
         if (index == 0)
             *info = PClassInfo(componentId, PClassInfo::kManyInstances, kVstAudioEffectClass,
@@ -349,7 +351,10 @@ class Factory final : public Object<Factory, IPluginFactory> {
         else if (index == 1)
             *info = PClassInfo(controllerId, PClassInfo::kManyInstances,
                                kVstComponentControllerClass, "Test VST3 Gain Controller");
-        return index == 0 || index == 1 ? kResultOk : kInvalidArgument;
+        else if (index == 2 && options.secondEffect)
+            *info = PClassInfo(missingId, PClassInfo::kManyInstances, kVstAudioEffectClass,
+                               "Test VST3 Missing");
+        return index >= 0 && index < countClasses() ? kResultOk : kInvalidArgument;
     }
     tresult PLUGIN_API createInstance(FIDString classId, FIDString iid, void** object) override {
         *object = nullptr;
@@ -384,6 +389,7 @@ Options optionsFromEnvironment() {
                      : word == "double"           ? &options.doublePrecision
                      : word == "controller-state" ? &options.controllerState
                      : word == "editor"           ? &options.editor
+                     : word == "second-effect"    ? &options.secondEffect
                                                   : nullptr;
         if (flag != nullptr)
             *flag = true;
