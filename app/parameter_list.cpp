@@ -36,10 +36,9 @@ std::string valueText(float value) {
 
 bool runParamsCommand(VSTGlobals& globals) {
     PluginHost& plugin = *globals.plugin;
-    AEffect* effect = plugin.effect();
     const int32_t count = plugin.parameterCount();
     for (int32_t index = 0; index < count; ++index) {
-        const float value = effect->getParameter ? effect->getParameter(effect, index) : 0.0f;
+        const float value = plugin.parameter(index);
         std::fprintf(stderr, "%u\t%s\t%s\t%s\t%s\n", plugin.parameterNumber(index),
                      parameterText(plugin, effGetParamName, index).c_str(),
                      valueText(value).c_str(),

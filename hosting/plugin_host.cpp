@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
+#include <utility>
 
 namespace {
 
@@ -73,23 +75,38 @@ PluginHost::Reconfiguration::~Reconfiguration() {
 
 PluginHost::PluginHost() = default;
 
+// Closed here only when close() was not reached, as while another failure unwinds: that failure
+// is the one reported, and what the plug-in throws now must not end the process.
 PluginHost::~PluginHost() {
+    guardedCall([this] { close(); });
+}
+
+void PluginHost::close() {
     const PluginStageScope stage(PluginStage::closing);
     suspend();
-    if (loaded.effect != nullptr && editor.open) {
-        editor.open = false;
-        if (loaded.effect->flags & effFlagsHasEditor)
-            dispatch(effEditClose);
+    // Each call happens once, whatever the one before threw; the first exception is passed on.
+    std::exception_ptr thrown;
+    AEffect* const effect = std::exchange(loaded.effect, nullptr);
+    auto closeCall = [&](int32_t opcode) {
+        try {
+            callPlugin([&] { effect->dispatcher(effect, opcode, 0, 0, nullptr, 0.0f); });
+        } catch (...) {
+            if (!thrown)
+                thrown = std::current_exception();
+        }
+    };
+    if (effect != nullptr && effect->dispatcher != nullptr) {
+        if (std::exchange(editor.open, false) && (effect->flags & effFlagsHasEditor))
+            closeCall(effEditClose);
+        closeCall(effClose);
     }
-    if (loaded.effect != nullptr) {
-        dispatch(effClose);
-        loaded.effect = nullptr;
-        loaded.bridge = nullptr;
-    }
+    loaded.bridge = nullptr;
     pins.clear();
     scratch.clear();
     loaded.library.reset();
     loaded.vst3Module.reset();
+    if (thrown)
+        std::rethrow_exception(thrown);
 }
 
 void PluginHost::adoptEffect(AEffect* effect) {
@@ -115,7 +132,21 @@ intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
                               float opt) const {
     if (loaded.effect == nullptr || loaded.effect->dispatcher == nullptr)
         return 0;
-    return loaded.effect->dispatcher(loaded.effect, opcode, index, value, ptr, opt);
+    return callPlugin(
+        [&] { return loaded.effect->dispatcher(loaded.effect, opcode, index, value, ptr, opt); });
+}
+
+float PluginHost::parameter(int32_t index) const {
+    AEffect* effect = loaded.effect;
+    if (effect == nullptr || effect->getParameter == nullptr)
+        return 0.0f;
+    return callPlugin([&] { return effect->getParameter(effect, index); });
+}
+
+void PluginHost::setParameter(int32_t index, float value) {
+    AEffect* effect = loaded.effect;
+    if (effect != nullptr && effect->setParameter != nullptr)
+        callPlugin([&] { effect->setParameter(effect, index, value); });
 }
 
 void PluginHost::resume() {
@@ -299,10 +330,15 @@ void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frame
                 std::memset(outputs[channel], 0,
                             sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
         if (loaded.effect->process)
-            loaded.effect->process(loaded.effect, inputs, outputs, frames);
+            callPlugin([&] { loaded.effect->process(loaded.effect, inputs, outputs, frames); });
         return;
     }
-    loaded.effect->processReplacing(loaded.effect, inputs, outputs, frames);
+    callPlugin([&] { loaded.effect->processReplacing(loaded.effect, inputs, outputs, frames); });
+}
+
+void PluginHost::callProcessDouble(double** inputs, double** outputs, int32_t frames) {
+    callPlugin(
+        [&] { loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames); });
 }
 
 bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
@@ -324,11 +360,11 @@ bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames
         return false;
     if (static_cast<uint32_t>(numInputs() + numOutputs()) ==
         applied.inputsUsed + applied.outputsUsed) {
-        loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames);
+        callProcessDouble(inputs, outputs, frames);
         return true;
     }
     double** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
-    loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), frames);
+    callProcessDouble(all, all + numInputs(), frames);
     return true;
 }
 
@@ -347,7 +383,7 @@ void PluginHost::prime() {
     if (precision.useDouble) {
         if (loaded.effect->processDoubleReplacing) {
             double** all = pinArray<double>(nullptr, nullptr, 0, 0);
-            loaded.effect->processDoubleReplacing(loaded.effect, all, all + numInputs(), 0);
+            callProcessDouble(all, all + numInputs(), 0);
         }
         return;
     }

@@ -18,7 +18,8 @@ class Vst3Bridge;
 
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
 // the program reaches it. Main thread, or the processing thread while it owns the plug-in; no
-// lock inside. Destruction suspends, closes the editor and the plug-in, then unloads its code.
+// lock inside. Closing suspends, closes the editor and the plug-in, then unloads its code;
+// destruction closes what is still open. What the plug-in throws comes back as PluginThrew.
 class PluginHost {
   public:
     // Keeps the plug-in suspended while it is configured: VST 2 plug-ins take rate, block size,
@@ -45,6 +46,9 @@ class PluginHost {
     ~PluginHost();
     PluginHost(const PluginHost&) = delete;
     PluginHost& operator=(const PluginHost&) = delete;
+    // Closes the plug-in as destruction does, once; throws PluginThrew when the plug-in threw,
+    // after every step has run.
+    void close();
 
     // All arguments default to zero, as the plug-in expects for calls that take none.
     intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
@@ -79,6 +83,9 @@ class PluginHost {
     bool pinCountsWithinLimits() const;
     bool hasEditorFlag() const;
     int32_t parameterCount() const;
+    // Through getParameter and setParameter; 0, and nothing, where the plug-in has none.
+    float parameter(int32_t index) const;
+    void setParameter(int32_t index, float value);
     // What a user names parameter `index` by: the index itself, or a VST 3 plug-in's own id.
     uint32_t parameterNumber(int32_t index) const;
     int32_t initialDelay() const;
@@ -168,6 +175,7 @@ class PluginHost {
     template <typename Sample>
     Sample** pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive, uint32_t outputsLive);
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
+    void callProcessDouble(double** inputs, double** outputs, int32_t frames);
 
     // The plug-in's record, its code and the module it came from. Main thread.
     struct Loaded {

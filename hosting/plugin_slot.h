@@ -19,12 +19,12 @@ class PluginSlot {
     PluginHost& operator*() const { return *host; }
     PluginHost* operator->() const { return host.get(); }
     PluginHost* get() const { return host.get(); }
-    // Closes the plug-in, if any.
-    void reset() { host.reset(); }
+    // Closes the plug-in, if any, leaving the slot empty; throws PluginThrew when it threw.
+    void close();
 
     // Closes the plug-in and opens a fresh instance of it from the code already loaded, at the
     // same process level, told `sampleRate` before it opens. Throws LoadFailure, leaving the
-    // slot empty, when it cannot.
+    // slot empty, when it cannot, and PluginThrew when the old instance threw as it closed.
     void reopen(int32_t sampleRate);
 
   private:

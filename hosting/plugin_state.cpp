@@ -22,7 +22,7 @@ void loadParameters(PluginHost& host, const uint8_t* bytes, uint64_t length) {
     for (uint64_t index = 0; index < count && index < parameters; ++index) {
         float value;
         std::memcpy(&value, bytes + index * sizeof(float), sizeof value);
-        host.effect()->setParameter(host.effect(), static_cast<int32_t>(index), value);
+        host.setParameter(static_cast<int32_t>(index), value);
     }
 }
 
@@ -32,7 +32,7 @@ std::vector<uint8_t> saveParameters(PluginHost& host) {
     const int32_t parameters = host.parameterCount();
     std::vector<uint8_t> bytes(static_cast<size_t>(std::max(parameters, 0)) * sizeof(float));
     for (int32_t index = 0; index < parameters; ++index) {
-        const float value = host.effect()->getParameter(host.effect(), index);
+        const float value = host.parameter(index);
         std::memcpy(bytes.data() + static_cast<size_t>(index) * sizeof(float), &value,
                     sizeof value);
     }

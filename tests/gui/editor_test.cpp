@@ -198,7 +198,8 @@ TEST_F(Editor, RefusedAtOnce) {
           Case{"editor", false,
                "Cannot open the X display \"\": the editor needs a graphical "
                "session\n"},
-          Case{"editor,exit-at=editor", true, "VST called exit (stage: editor)\n"}}) {
+          Case{"editor,exit-at=editor", true, "VST called exit (stage: editor)\n"},
+          Case{"editor,throw-at=editor", true, "VST threw an exception (stage: editor)\n"}}) {
         testing_support::ChildOptions options;
         options.environment["TEST_EFFECT"] = c.words;
         if (!c.display)
