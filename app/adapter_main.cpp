@@ -29,10 +29,26 @@ int runWithProtectedOutput(int argc, const char* const* argv) {
     globals.input = Vesk::standardInput();
     setOutputToFlushOnExit(globals.output);
     const bool succeeded = mainWithGlobals(globals);
+    // Here, not in a destructor, so that a plug-in that throws as it closes is reported.
+    globals.plugin.close();
     // Data the output still buffers must reach the parent before we report success.
     if (globals.output)
         globals.output->flush();
     return succeeded ? 0 : failureStatus;
+}
+
+// Every failure is one line on standard error and status 255.
+template <typename Run> int reportingFailures(Run&& run) {
+    try {
+        return run();
+    } catch (const CommandFailure& failure) {
+        std::fputs(failure.what(), stderr);
+    } catch (const std::bad_alloc&) {
+        std::fputs("out of memory\n", stderr);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+    }
+    return failureStatus;
 }
 
 int runCommandLine(int argc, const char* const* argv) {
@@ -40,32 +56,24 @@ int runCommandLine(int argc, const char* const* argv) {
         std::fputs("Incorrect argument count.\n", stderr);
         return failureStatus;
     }
-    // Never plug-in commands, so the parent's protocol is untouched; standard output is still ours.
-    if (isUsageWord(argv[1])) {
-        printUsage(argv[1]);
-        return 0;
-    }
     // A parent that stops reading, or a file size limit reached, must show up as a write error
     // that says so, not kill us silently.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    // Never plug-in commands, so the parent's protocol is untouched; standard output is still ours.
+    if (isUsageWord(argv[1]))
+        return reportingFailures([&] {
+            printUsage(argv[1]);
+            return 0;
+        });
     installFatalReports();
     // So that the same input gives the same output with plug-ins that draw random numbers.
     restoreProcessDefaults();
-    int status = failureStatus;
-    try {
-        // The scan loads no plug-in itself: its children do, each under the protections below.
-        status =
-            isScanWord(argv[1]) ? runScanCommand(argc, argv) : runWithProtectedOutput(argc, argv);
-    } catch (const CommandFailure& failure) {
-        std::fputs(failure.what(), stderr);
-    } catch (const std::bad_alloc&) {
-        std::fputs("out of memory\n", stderr);
-        status = failureStatus;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        status = failureStatus;
-    }
+    // The scan loads no plug-in itself: its children do, each under the protections below.
+    const int status = reportingFailures([&] {
+        return isScanWord(argv[1]) ? runScanCommand(argc, argv)
+                                   : runWithProtectedOutput(argc, argv);
+    });
     // The plug-in is closed and unloaded by now: what exits from here on is ours.
     markNormalExit();
     Vesk::resetStandardStreams();

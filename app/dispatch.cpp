@@ -96,10 +96,10 @@ bool mainWithGlobals(VSTGlobals& globals) {
         const PluginStageScope stage(PluginStage::opening);
         loadStateFile(globals);
     }
-    if (command == "info")
-        return runInfoCommand(globals);
-    if (command == "params")
-        return runParamsCommand(globals);
+    if (command == "info" || command == "params") {
+        const PluginStageScope stage(PluginStage::listing);
+        return command == "info" ? runInfoCommand(globals) : runParamsCommand(globals);
+    }
     if (command == "process")
         return runProcessCommand(globals);
     if (command == "configure")

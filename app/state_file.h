@@ -21,7 +21,8 @@ void applyStateData(VSTGlobals& globals);
 
 // Replaces `dataPath` when the plug-in's settings differ from `stateData`; an unchanged file is
 // not touched at all, and neither is it when the plug-in gives no settings (an empty or failed
-// answer). The file holds its old contents or all of the new ones at every moment. Throws,
+// answer). The file keeps its owner, group and permissions and holds its old contents or all of
+// the new ones (see replaceFileContents for the one exception); a link is written through. Throws,
 // naming the file and the reason, when the settings cannot be written; the old file is left.
 void saveStateToFile(VSTGlobals& globals);
 

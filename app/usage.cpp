@@ -1,7 +1,9 @@
 #include "app/usage.h"
 
 #include "app/version.h"
+#include "support/errors.h"
 
+#include <cerrno>
 #include <cstdio>
 
 namespace {
@@ -56,9 +58,9 @@ bool isUsageWord(std::string_view command) {
 }
 
 void printUsage(std::string_view command) {
-    if (command == "--version")
-        std::printf("vst-adapter %s\n", adapterVersion);
-    else
-        std::fputs(usageText, stdout);
-    std::fflush(stdout);
+    const bool written = command == "--version"
+                             ? std::printf("vst-adapter %s\n", adapterVersion) >= 0
+                             : std::fputs(usageText, stdout) >= 0;
+    if (!written || std::fflush(stdout) != 0)
+        throw Vesk::file_access_error(errno);
 }

@@ -85,7 +85,7 @@ class TailSpool {
         total += length;
         // Stops the rendering as soon as the reply could not say the length.
         if (total > std::numeric_limits<uint32_t>::max())
-            throw Vesk::invalid_input();
+            throw std::runtime_error("tail too long for one reply");
         if (file == nullptr && memory.size() + length <= tailInMemory) {
             memory.insert(memory.end(), data, data + length);
             return;
@@ -309,18 +309,19 @@ void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool fo
     out->flush();
 }
 
-bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
+void runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet) {
     ChunkedSession session(processor, input, formatSet);
     uint32_t command = 0;
     uint32_t length = 0;
     for (;;) {
         if (!readHeader(input, command, length)) {
             flushOutput(processor);
-            return true;
+            return;
         }
         if (!session.run(command, length)) {
+            // What was processed before the cut is the parent's: it goes out before the line.
             flushOutput(processor);
-            return false;
+            throw std::runtime_error("truncated message: input ended inside a payload");
         }
     }
 }

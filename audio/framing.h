@@ -16,10 +16,11 @@ class vstProcessShared;
 // when no format was set, and whatever the processor throws.
 void runPlainFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
 
-// Commands with a length and a payload, each answered in order. True when the input ended
-// between chunks (or inside a header), false when it ended inside a payload. Throws "unknown
-// command", "bad input", "audio format not set" and whatever the processor throws.
-bool runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
+// Commands with a length and a payload, each answered in order, until the input ends between
+// chunks (or inside a header). Throws "truncated message: input ended inside a payload" (after
+// flushing what was processed), "unknown command", "bad input", "audio format not set", "tail
+// too long for one reply" and whatever the processor throws.
+void runChunkedFraming(vstProcessShared& processor, Vesk::streamIn& input, bool formatSet);
 
 // The live session's loop: audio and format messages only, never a reply. Audio before an
 // accepted format (one that keeps the input channel count) is dropped. Returns when the input

@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -71,23 +73,39 @@ PluginHost::Reconfiguration::~Reconfiguration() {
 
 PluginHost::PluginHost() = default;
 
+// Closed here only when close() was not reached, as while another failure unwinds: that failure
+// is the one reported, and what the plug-in throws now must not end the process.
 PluginHost::~PluginHost() {
+    guardedCall([this] { close(); });
+}
+
+void PluginHost::close() {
     const PluginStageScope stage(PluginStage::closing);
     suspend();
-    if (loaded.effect != nullptr && editor.open) {
-        editor.open = false;
-        if (loaded.effect->flags & effFlagsHasEditor)
-            dispatch(effEditClose);
+    // Each call happens once, whatever the one before threw; the first exception is passed on.
+    std::exception_ptr thrown;
+    AEffect* const effect = std::exchange(loaded.effect, nullptr);
+    auto closeCall = [&](int32_t opcode) {
+        try {
+            callPlugin([&] { effect->dispatcher(effect, opcode, 0, 0, nullptr, 0.0f); });
+        } catch (...) {
+            if (!thrown)
+                thrown = std::current_exception();
+        }
+    };
+    if (effect != nullptr && effect->dispatcher != nullptr) {
+        if (editor.open.exchange(false) && (effect->flags & effFlagsHasEditor))
+            closeCall(effEditClose);
+        closeCall(effClose);
     }
-    if (loaded.effect != nullptr) {
-        dispatch(effClose);
-        loaded.effect = nullptr;
-    }
+    // The bridge it knew was deleted with the record.
     loaded.kind.reset();
     pins.clear();
     scratch.clear();
     loaded.library.reset();
     loaded.vst3Module.reset();
+    if (thrown)
+        std::rethrow_exception(thrown);
 }
 
 void PluginHost::adoptEffect(AEffect* effect) {
@@ -116,7 +134,8 @@ intptr_t PluginHost::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
                               float opt) const {
     if (loaded.effect == nullptr || loaded.effect->dispatcher == nullptr)
         return 0;
-    return loaded.effect->dispatcher(loaded.effect, opcode, index, value, ptr, opt);
+    return callPlugin(
+        [&] { return loaded.effect->dispatcher(loaded.effect, opcode, index, value, ptr, opt); });
 }
 
 void PluginHost::resume() {
@@ -303,10 +322,15 @@ void PluginHost::callProcessFloat(float** inputs, float** outputs, int32_t frame
                 std::memset(outputs[channel], 0,
                             sizeof(float) * static_cast<size_t>(std::max(frames, 0)));
         if (loaded.effect->process)
-            loaded.effect->process(loaded.effect, inputs, outputs, frames);
+            callPlugin([&] { loaded.effect->process(loaded.effect, inputs, outputs, frames); });
         return;
     }
-    loaded.effect->processReplacing(loaded.effect, inputs, outputs, frames);
+    callPlugin([&] { loaded.effect->processReplacing(loaded.effect, inputs, outputs, frames); });
+}
+
+void PluginHost::callProcessDouble(double** inputs, double** outputs, int32_t frames) {
+    callPlugin(
+        [&] { loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames); });
 }
 
 bool PluginHost::processFloat(float** inputs, float** outputs, int32_t frames) {
@@ -328,11 +352,11 @@ bool PluginHost::processDouble(double** inputs, double** outputs, int32_t frames
         return false;
     if (static_cast<uint32_t>(inputCount() + outputCount()) ==
         applied.inputsUsed + applied.outputsUsed) {
-        loaded.effect->processDoubleReplacing(loaded.effect, inputs, outputs, frames);
+        callProcessDouble(inputs, outputs, frames);
         return true;
     }
     double** all = pinArray(inputs, outputs, applied.inputsUsed, applied.outputsUsed);
-    loaded.effect->processDoubleReplacing(loaded.effect, all, all + inputCount(), frames);
+    callProcessDouble(all, all + inputCount(), frames);
     return true;
 }
 
@@ -351,7 +375,7 @@ void PluginHost::prime() {
     if (precision.useDouble) {
         if (loaded.effect->processDoubleReplacing) {
             double** all = pinArray<double>(nullptr, nullptr, 0, 0);
-            loaded.effect->processDoubleReplacing(loaded.effect, all, all + inputCount(), 0);
+            callProcessDouble(all, all + inputCount(), 0);
         }
         return;
     }

@@ -20,8 +20,9 @@ class Vst3Module;
 // Owns the one loaded plug-in for the whole run of a command and is the only way the rest of
 // the program reaches it: callers above hosting/ see it as a `Plugin`; the loaders, the host
 // callback, the editor session and the kind-specific code (hosting/vst2, hosting/vst3) use the
-// record-level members below. Destruction suspends, closes the editor and the plug-in, then
-// unloads its code.
+// record-level members below. Closing suspends, closes the editor and the plug-in, then unloads
+// its code; destruction closes what is still open. What the plug-in throws outside loading,
+// resume and suspend comes back as PluginThrew.
 //
 // Threads, by group:
 // - Loading and teardown, identity, the editor group and idling: the main thread.
@@ -56,6 +57,9 @@ class PluginHost final : public Plugin {
     ~PluginHost() override;
     PluginHost(const PluginHost&) = delete;
     PluginHost& operator=(const PluginHost&) = delete;
+    // Closes the plug-in as destruction does, once; throws PluginThrew when the plug-in threw,
+    // after every step has run.
+    void close();
 
     // Plugin
     PluginIdentity identity() const override;
@@ -182,6 +186,7 @@ class PluginHost final : public Plugin {
     template <typename Sample>
     Sample** pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive, uint32_t outputsLive);
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);
+    void callProcessDouble(double** inputs, double** outputs, int32_t frames);
 
     // The plug-in's record, its code and the module it came from. Main thread.
     struct Loaded {

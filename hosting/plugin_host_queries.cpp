@@ -1,6 +1,7 @@
 #include "hosting/plugin_host.h"
 
 #include "hosting/editor/main_thread.h"
+#include "hosting/guarded_call.h"
 
 #include <algorithm>
 #include <array>
@@ -60,14 +61,14 @@ std::string PluginHost::parameterUnit(int32_t index) const {
 
 float PluginHost::parameterValue(int32_t index) const {
     const AEffect* effect = loaded.effect;
-    return effect && effect->getParameter
-               ? effect->getParameter(const_cast<AEffect*>(effect), index)
-               : 0.0f;
+    if (effect == nullptr || effect->getParameter == nullptr)
+        return 0.0f;
+    return callPlugin([&] { return effect->getParameter(const_cast<AEffect*>(effect), index); });
 }
 
 void PluginHost::setParameterValue(int32_t index, float value) {
     if (loaded.effect && loaded.effect->setParameter)
-        loaded.effect->setParameter(loaded.effect, index, value);
+        callPlugin([&] { loaded.effect->setParameter(loaded.effect, index, value); });
 }
 
 void PluginHost::loadState(std::span<const uint8_t> bytes) {

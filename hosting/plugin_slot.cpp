@@ -28,8 +28,10 @@ Plugin* PluginSlot::operator->() const {
     return host.get();
 }
 
-void PluginSlot::reset() {
-    host.reset();
+void PluginSlot::close() {
+    const std::unique_ptr<PluginHost> closing = std::move(host);
+    if (closing)
+        closing->close();
 }
 
 void PluginSlot::adopt(std::unique_ptr<PluginHost> opened) {
@@ -62,7 +64,7 @@ void PluginSlot::reopen(int32_t sampleRate) {
     const int32_t processLevel = host->processLevel();
     PluginSource source = takeSource(*host);
     // The old instance goes first: a plug-in may not be opened twice at once.
-    host.reset();
+    close();
     // Known before the new instance opens, as a session's rate would be.
     auto fresh = newHost(processLevel, sampleRate);
     ::reopen(*fresh, std::move(source));

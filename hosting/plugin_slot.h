@@ -31,14 +31,14 @@ class PluginSlot {
     Plugin& operator*() const;
     Plugin* operator->() const;
     PluginHost& pluginHost() const { return *host; }
-    // Takes a host a loader has opened, closing any held.
+    // Takes a host a loader has opened, closing any held (what it throws then is dropped).
     void adopt(std::unique_ptr<PluginHost> opened);
-    // Closes the plug-in, if any.
-    void reset();
+    // Closes the plug-in, if any, leaving the slot empty; throws PluginThrew when it threw.
+    void close();
 
     // Closes the plug-in and opens a fresh instance of it from the code already loaded, at the
     // same process level, told `sampleRate` before it opens. Throws LoadFailure, leaving the slot
-    // empty, when it cannot.
+    // empty, when it cannot, and PluginThrew when the old instance threw as it closed.
     void reopen(int32_t sampleRate);
 
   private:

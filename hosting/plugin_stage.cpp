@@ -1,5 +1,7 @@
 #include "hosting/plugin_stage.h"
 
+#include <string>
+
 namespace {
 
 // Constant-initialised and of a trivial type, so that a signal handler may read it.
@@ -25,6 +27,8 @@ const char* pluginStageName(PluginStage stage) {
         return "loading";
     case PluginStage::opening:
         return "opening";
+    case PluginStage::listing:
+        return "listing";
     case PluginStage::processing:
         return "processing";
     case PluginStage::editor:
@@ -36,3 +40,15 @@ const char* pluginStageName(PluginStage stage) {
     }
     return nullptr;
 }
+
+namespace {
+
+std::string threwText() {
+    const char* stage = pluginStageName(currentPluginStage());
+    return std::string("VST threw an exception") +
+           (stage != nullptr ? std::string(" (stage: ") + stage + ")" : std::string());
+}
+
+} // namespace
+
+PluginThrew::PluginThrew() : std::runtime_error(threwText()) {}

@@ -41,7 +41,7 @@ void loadParameters(PluginHost& host, std::span<const uint8_t> bytes) {
     for (uint64_t index = 0; index < count && index < parameters; ++index) {
         float value;
         std::memcpy(&value, bytes.data() + index * sizeof(float), sizeof value);
-        host.effect()->setParameter(host.effect(), static_cast<int32_t>(index), value);
+        host.setParameterValue(static_cast<int32_t>(index), value);
     }
 }
 
@@ -51,7 +51,7 @@ std::vector<uint8_t> saveParameters(PluginHost& host) {
     const int32_t parameters = host.parameterCount();
     std::vector<uint8_t> bytes(static_cast<size_t>(std::max(parameters, 0)) * sizeof(float));
     for (int32_t index = 0; index < parameters; ++index) {
-        const float value = host.effect()->getParameter(host.effect(), index);
+        const float value = host.parameterValue(index);
         std::memcpy(bytes.data() + static_cast<size_t>(index) * sizeof(float), &value,
                     sizeof value);
     }

@@ -35,12 +35,13 @@ class fakeProcessor : public vstProcessShared {
         emitOutputFrames(frames);
         ++runs;
     }
-    void renderTail(const TailSink& sink) override { sink(tail.data(), tail.size()); }
+    void renderTail(const TailSink& sink) override { sink(tail.data(), tail.size() + extra); }
     uint32_t latencyFrames() override { return 0; }
     void reopenPlugin() override {}
     void applyState(const uint8_t*, uint64_t) override {}
 
     std::vector<uint8_t> tail;
+    uint64_t extra = 0; // told to the sink beyond the tail's bytes, which it must then not read
     int runs = 0;
 };
 
@@ -71,11 +72,12 @@ struct Harness {
     vectorSink sink;
     fakeProcessor processor{16, 1, &sink};
 
-    // "ended" or "failed" for the two returns, else the exception text.
+    // "ended", else the exception text.
     std::string chunked(const bytes& input) {
         Vesk::streamInMemRef in(input.data(), input.size());
         try {
-            return runChunkedFraming(processor, in, false) ? "ended" : "failed";
+            runChunkedFraming(processor, in, false);
+            return "ended";
         } catch (const std::exception& e) {
             return e.what();
         }
@@ -96,6 +98,13 @@ TEST(ChunkedFraming, MutedOutputAnswersOnlyTheTail) {
     EXPECT_EQ(h.chunked(chunk(3, stereoRecord) + chunk(1, audio) + chunk(4, {})), "ended");
     EXPECT_EQ(h.sink.data, u32(2) + h.processor.tail);
     EXPECT_EQ(h.processor.runs, 1) << "muted audio is still processed";
+}
+
+// The reply says the tail's length in 32 bits: one byte more stops it before any is kept.
+TEST(ChunkedFraming, TailBeyondWhatAReplyCanSayStops) {
+    Harness h;
+    h.processor.extra = uint64_t{1} << 32;
+    EXPECT_EQ(h.chunked(chunk(3, stereoRecord) + chunk(4, {})), "tail too long for one reply");
 }
 
 } // namespace

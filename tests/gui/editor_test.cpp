@@ -91,23 +91,38 @@ class Editor : public testing::Test {
 };
 
 enum class Ending { closeWindow, destroyWindow, term, interrupt };
+// What --data names: a file (mode 0604), a relative link to one, a dangling link, a file of
+// another owner.
+enum class Settings { file, link, danglingLink, otherOwner };
 
 struct EndCase {
     const char* name;
     const char* command;
     Ending ending;
     bool edited;
+    Settings settings = Settings::file;
 };
 
 class EditorEnds : public Editor, public testing::WithParamInterface<EndCase> {};
 
 // The window has the editor's size, centred; however the session ends, the settings are written
-// when they changed, and only then.
+// when they changed, and only then, keeping the file's owner and mode, and links.
 TEST_P(EditorEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     const auto& c = GetParam();
-    scratch::writeFile(dataPath, floats({1.0f})); // the plug-in's own default
-    const struct timespec old[2] = {{1000000, 0}, {1000000, 0}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, dataPath.c_str(), old, 0), 0);
+    const bool other = c.settings == Settings::otherOwner;
+    const uid_t owner = other ? 65534 : ::geteuid();
+    const gid_t group = other ? 65534 : ::getegid();
+    if (owner != ::geteuid() && ::geteuid() != 0)
+        GTEST_SKIP() << "only root can give a file to another owner";
+    const std::string file = c.settings == Settings::file ? dataPath : folder / "real.bin";
+    const char* linked = c.settings == Settings::link ? "real.bin" : file.c_str();
+    ASSERT_EQ(file == dataPath ? 0 : ::symlink(linked, dataPath.c_str()), 0);
+    if (c.settings != Settings::danglingLink) {
+        scratch::writeFile(file, floats({1.0f})); // the plug-in's own default
+        const struct timespec old[2] = {{1000000, 0}, {1000000, 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), old, 0), 0);
+        ASSERT_EQ(::chmod(file.c_str(), 0604) | ::chown(file.c_str(), owner, group), 0);
+    }
 
     auto child = start(c.command, c.edited ? "editor=641x300,edit=50" : "editor=641x300",
                        stereoFormat + silence(100));
@@ -131,19 +146,28 @@ TEST_P(EditorEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, "");
     struct stat info {};
-    ASSERT_EQ(::stat(dataPath.c_str(), &info), 0);
+    ASSERT_EQ(::lstat(file.c_str(), &info), 0);
     EXPECT_EQ(scratch::readFile(dataPath), floats({c.edited ? 0.5f : 1.0f}));
     EXPECT_EQ(info.st_mtim.tv_sec == 1000000, !c.edited) << "only a changed file is written";
+    if (c.settings != Settings::danglingLink) {
+        EXPECT_EQ(std::tuple(info.st_mode & 07777, info.st_uid, info.st_gid),
+                  std::tuple(0604u, owner, group));
+    }
+    EXPECT_EQ(::lstat(dataPath.c_str(), &info) == 0 && S_ISLNK(info.st_mode), file != dataPath);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, EditorEnds,
-    testing::Values(EndCase{"CloseUnchanged", "configure", Ending::closeWindow, false},
-                    EndCase{"CloseEdited", "configure", Ending::closeWindow, true},
-                    EndCase{"DestroyedEdited", "configure", Ending::destroyWindow, true},
-                    EndCase{"TermEdited", "configure", Ending::term, true},
-                    EndCase{"IntUnchanged", "configure", Ending::interrupt, false},
-                    EndCase{"LiveTermEdited", "configure-live", Ending::term, true}),
+    testing::Values(
+        EndCase{"CloseUnchanged", "configure", Ending::closeWindow, false},
+        EndCase{"CloseEdited", "configure", Ending::closeWindow, true},
+        EndCase{"DestroyedEdited", "configure", Ending::destroyWindow, true},
+        EndCase{"TermEdited", "configure", Ending::term, true},
+        EndCase{"IntUnchanged", "configure", Ending::interrupt, false},
+        EndCase{"LiveTermEdited", "configure-live", Ending::term, true},
+        EndCase{"LinkEdited", "configure", Ending::closeWindow, true, Settings::link},
+        EndCase{"DanglingLinkEdited", "configure", Ending::term, true, Settings::danglingLink},
+        EndCase{"OtherOwnerEdited", "configure", Ending::closeWindow, true, Settings::otherOwner}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Here the temporary file cannot be made (a folder holds its name), as on a full disk.
@@ -174,7 +198,8 @@ TEST_F(Editor, RefusedAtOnce) {
           Case{"editor", false,
                "Cannot open the X display \"\": the editor needs a graphical "
                "session\n"},
-          Case{"editor,exit-at=editor", true, "VST called exit (stage: editor)\n"}}) {
+          Case{"editor,exit-at=editor", true, "VST called exit (stage: editor)\n"},
+          Case{"editor,throw-at=editor", true, "VST threw an exception (stage: editor)\n"}}) {
         testing_support::ChildOptions options;
         options.environment["TEST_EFFECT"] = c.words;
         if (!c.display)

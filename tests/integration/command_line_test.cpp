@@ -76,6 +76,20 @@ INSTANTIATE_TEST_SUITE_P(
 
     [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
 
+// Usage text that cannot be written (a full device, a reader gone) fails with one line.
+TEST(CommandLineOutput, UnwritableUsageFails) {
+    const char* script =
+        "import os,subprocess,sys\nr,w=os.pipe()\nos.close(r)\nsys.exit(subprocess.call("
+        "sys.argv[2:],stdout=w if sys.argv[1]=='pipe' else open('/dev/full','w')))";
+    for (const auto& [where, word, err] :
+         {std::tuple{"full", "--help", "file access error: No space left on device\n"},
+          {"pipe", "--version", "file access error: Broken pipe\n"}}) {
+        const auto result = testing_support::runChild(
+            "/usr/bin/python3", {"-c", script, where, testing_support::adapterBinary(), word});
+        EXPECT_EQ(std::pair(result.exitStatus, result.err), std::pair(255, std::string(err)));
+    }
+}
+
 // Each failure to open --input or --output is one line that says why, whatever the names hold,
 // and leaves the files as they were.
 TEST(Redirections, FailuresSayWhyInOneLine) {

@@ -81,9 +81,11 @@ TEST_P(TestPluginCommands, StatusAndMessages) {
 }
 
 const std::string refused = "Could not load VST: %s\nCould not open VST.";
+const std::string threw = "VST threw an exception (stage: ";
 const std::vector<std::string> test{"test", "--vst", TEST_EFFECT_PATH};
 const std::vector<std::string> hasEditor{"has-editor", "--vst", TEST_EFFECT_PATH};
 const std::vector<std::string> infoCommand{"info", "--vst", TEST_EFFECT_PATH};
+const std::vector<std::string> paramsCommand{"params", "--vst", TEST_EFFECT_PATH};
 
 INSTANTIATE_TEST_SUITE_P(
     Table, TestPluginCommands,
@@ -100,13 +102,15 @@ INSTANTIATE_TEST_SUITE_P(
         LoadCase{"NullRecord", test, "null", 255, refused},
         LoadCase{"WrongMagic", test, "bad-magic", 255, refused},
         LoadCase{"Instrument", test, "synth", 255, refused},
-        LoadCase{"ThrowsInEntry", test, "throw-entry", 255, refused},
-        LoadCase{"ThrowsInOpen", test, "throw-open", 255, refused},
+        LoadCase{"ThrowsInEntry", test, "throw-at=entry", 255, refused},
+        LoadCase{"ThrowsInOpen", test, "throw-at=open", 255, refused},
         LoadCase{"ThrowsInResumeStillLoads", test, "throw-resume", 0, ""},
         LoadCase{"PrintsToStandardOutput", test, "print", 0, ""},
         LoadCase{"AbsurdPinCount", test, "inputs=2000000000", 255, refused},
         LoadCase{"ExitInOpen", test, "exit-at=open", 255, "VST called exit (stage: opening)\n"},
         LoadCase{"ExitInClose", test, "exit-at=close", 255, "VST called exit (stage: closing)\n"},
+        LoadCase{"ThrowInClose", test, "throw-at=close", 255, threw + "closing)\n"},
+        LoadCase{"ThrowWhileListing", paramsCommand, "throw-at=params", 255, threw + "listing)\n"},
         LoadCase{"CrashInEntry", test, "crash-at=entry", -1,
                  "VST crashed with SIGSEGV (stage: loading)\n"},
         LoadCase{"Version3DoesNotTryVst2",
@@ -114,10 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "",
                  255,
                  "Could not open VST."},
-        LoadCase{"ParamsListsNameValueDisplayLabel",
-                 {"params", "--vst", TEST_EFFECT_PATH},
-                 "params=2",
-                 0,
+        LoadCase{"ParamsListsNameValueDisplayLabel", paramsCommand, "params=2", 0,
                  "0\tGain\t1\t1.000\tx\n1\tParam1\t0\t0.000\t\n"},
         LoadCase{"HasEditorWithParametersOnly", hasEditor, "params=3", 0, ""},
         LoadCase{"HasEditorWithEditorOnly", hasEditor, "no-params,editor", 0, ""},
@@ -155,6 +156,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         ProcessCase{"ExitWhileProcessing", "exit-at=process,tail=1", 255, 0,
                     "VST called exit (stage: processing)\n", stereo(512)},
+        ProcessCase{"ThrowWhileProcessing", "throw-at=process,tail=1", 255, 0,
+                    threw + "processing)\n", stereo(512)},
         ProcessCase{"CrashWhileProcessing", "crash-at=process", -1, SIGSEGV,
                     "VST crashed with SIGSEGV (stage: processing)\n", ""},
         ProcessCase{"NullFunctionsAreAbsent", "null-functions,tail=1", 0, 0, "", stereo(1000)},

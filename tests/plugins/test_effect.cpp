@@ -29,7 +29,7 @@ struct Options {
     std::set<std::string> flags;
     std::map<std::string, int64_t> numbers;
     std::pair<int16_t, int16_t> editorSize{320, 200};
-    std::string exitAt, crashAt, hangAt;
+    std::string exitAt, crashAt, hangAt, throwAt;
     bool has(const char* flag) const { return flags.count(flag) != 0; }
     int32_t get(const char* key, int32_t fallback) const {
         const auto found = numbers.find(key);
@@ -56,14 +56,15 @@ int64_t readNumber(std::string_view text, std::string_view word, int64_t low, in
 // so that a typo in a test cannot pass as the default behaviour.
 Options parseOptions(std::string_view words) {
     static const std::set<std::string_view> flags{
-        "null",  "bad-magic",  "synth",          "throw-entry", "throw-open", "throw-resume",
-        "print", "sidechain",  "editor",         "chunks",      "double",     "hum",
-        "crash", "host-calls", "null-functions", "no-params",   "spawn"};
+        "null",      "bad-magic",  "synth",          "throw-resume", "print",
+        "sidechain", "editor",     "chunks",         "double",       "hum",
+        "crash",     "host-calls", "null-functions", "no-params",    "spawn"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", any},         {"outputs", any}, {"params", {0, 1024}}, {"latency", any},
         {"delay", {0, 1 << 20}}, {"tail", any},    {"edit", {0, 100}}};
-    static const std::set<std::string_view> places{"entry", "open", "process", "editor", "close"};
+    static const std::set<std::string_view> places{"entry",  "open",  "process",
+                                                   "editor", "close", "params"};
     Options options;
     while (!words.empty()) {
         const auto comma = words.find(',');
@@ -84,11 +85,13 @@ Options parseOptions(std::string_view words) {
             options.editorSize = {
                 static_cast<int16_t>(readNumber(value.substr(0, cross), word, 1, 32767)),
                 static_cast<int16_t>(readNumber(value.substr(cross + 1), word, 1, 32767))};
-        } else if ((key == "exit-at" || key == "crash-at" || key == "hang-at") &&
+        } else if ((key == "exit-at" || key == "crash-at" || key == "hang-at" ||
+                    key == "throw-at") &&
                    places.count(value) != 0)
             (key == "exit-at"    ? options.exitAt
              : key == "crash-at" ? options.crashAt
-                                 : options.hangAt) = std::string(value);
+             : key == "hang-at"  ? options.hangAt
+                                 : options.throwAt) = std::string(value);
         else
             refuse(word);
     }
@@ -127,7 +130,7 @@ class TestEffect {
     template <typename Sample>
     void process(const char* name, Sample** inputs, Sample** outputs, int32_t frames,
                  bool accumulate);
-    // Ends the process the way TEST_EFFECT asks at `place`, logged first.
+    // Ends the process, or throws, the way TEST_EFFECT asks at `place`, logged first.
     void leaveIfAsked(std::string_view place) const {
         if (options.exitAt == place) {
             log.line("exit " + std::string(place));
@@ -142,6 +145,8 @@ class TestEffect {
             for (;;)
                 pause();
         }
+        if (options.throwAt == place)
+            fail(std::string(place));
     }
     [[noreturn]] intptr_t fail(const std::string& where) const {
         log.line("throw " + where);
@@ -255,7 +260,7 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
         if (options.has("print"))
             say("effOpen");
         leaveIfAsked("open");
-        return options.has("throw-open") ? fail("effOpen") : 0;
+        return 0;
     case effClose:
         leaveIfAsked("close");
         return 1;
@@ -266,6 +271,8 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
             std::fill(line.begin(), line.end(), 0.0);
         return 0;
     case effGetParamName:
+        leaveIfAsked("params");
+        [[fallthrough]];
     case effGetParamLabel:
     case effGetParamDisplay:
         if (ptr == nullptr || !isParameter(index))
@@ -474,8 +481,6 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
     }
     auto instance = std::make_unique<TestEffect>(options, host, log);
     instance->leaveIfAsked("entry");
-    if (options.has("throw-entry"))
-        instance->fail("entry");
     if (options.has("null"))
         return nullptr;
     openInstances().insert(instance.get());
