@@ -250,6 +250,10 @@ class ChunkedSession {
         Vesk::streamOut* out = processor.output();
         if (out == nullptr)
             return;
+        // Refused before rendering rather than after spooling gigabytes: the reply's length field
+        // could not say it.
+        if (processor.tailBytesAtMost() > std::numeric_limits<uint32_t>::max())
+            throw std::runtime_error("tail too long for one reply");
         // Sent even when muted: the parent asked and waits for the length.
         TailSpool spool;
         processor.renderTail(

@@ -77,15 +77,24 @@ template <typename T> void vstProcess2<T>::processBytes(const uint8_t* data, uin
     }
 }
 
-template <typename T> void vstProcess2<T>::renderTail(const TailSink& sink) {
+template <typename T> int64_t vstProcess2<T>::tailFrames() const {
     const int64_t rate = applied.sampleRate;
-    int64_t remaining = plugin().tailSize();
-    if (remaining == 0)
-        remaining = rate / 10;
-    if (remaining == 1)
-        return; // the plug-in says it has no tail
-    if (remaining <= 0 || remaining >= rate * secondsOfLongestTail)
-        return;
+    int64_t frames = plugin().tailSize();
+    if (frames == 0)
+        frames = rate / 10;
+    if (frames == 1)
+        return 0; // the plug-in says it has no tail
+    if (frames <= 0 || frames >= rate * secondsOfLongestTail)
+        return 0;
+    return frames;
+}
+
+template <typename T> uint64_t vstProcess2<T>::tailBytesAtMost() {
+    return static_cast<uint64_t>(tailFrames()) * outputFrameBytes();
+}
+
+template <typename T> void vstProcess2<T>::renderTail(const TailSink& sink) {
+    int64_t remaining = tailFrames();
     while (remaining > 0) {
         converter.clearSamples();
         const auto frames = static_cast<uint32_t>(std::min<int64_t>(remaining, blockFrames));

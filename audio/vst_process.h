@@ -23,6 +23,7 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
     void setStreamFormat(StreamFormat& format) override;
     void processBytes(const uint8_t* data, uint64_t length) override;
     void renderTail(const TailSink& sink) override;
+    uint64_t tailBytesAtMost() override;
     uint32_t latencyFrames() override;
     void reopenPlugin() override;
     void applyState(const uint8_t* data, uint64_t length) override;
@@ -35,6 +36,8 @@ template <typename T> class vstProcess2 final : public vstProcessShared {
   private:
     Plugin& plugin() const;
     bool runBlock(uint32_t frames);
+    // Frames of tail to render, as the plug-in reports it; 0 for none.
+    int64_t tailFrames() const;
     void openFreshInstance(int32_t rate);
     void reopenAtRate(uint32_t rate);
 

@@ -35,6 +35,9 @@ class vstProcessShared {
     using TailSink = std::function<void(const uint8_t* data, uint64_t length)>;
     // Renders the tail after the input ends, handing each block to `sink` as it is made.
     virtual void renderTail(const TailSink& sink) = 0;
+    // The most bytes renderTail could hand over: the whole tail the plug-in reports, none of it
+    // silent.
+    virtual uint64_t tailBytesAtMost() = 0;
     virtual uint32_t latencyFrames() = 0;
     virtual void reopenPlugin() = 0;
     // Hands plug-in state bytes from the stream to the plug-in (never called with 0 bytes).

@@ -35,7 +35,11 @@ class fakeProcessor : public vstProcessShared {
         emitOutputFrames(frames);
         ++runs;
     }
-    void renderTail(const TailSink& sink) override { sink(tail.data(), tail.size() + extra); }
+    void renderTail(const TailSink& sink) override {
+        ++tailsRendered;
+        sink(tail.data(), tail.size() + extra);
+    }
+    uint64_t tailBytesAtMost() override { return tail.size() + extra; }
     uint32_t latencyFrames() override { return 0; }
     void reopenPlugin() override {}
     void applyState(const uint8_t*, uint64_t) override {}
@@ -43,6 +47,7 @@ class fakeProcessor : public vstProcessShared {
     std::vector<uint8_t> tail;
     uint64_t extra = 0; // told to the sink beyond the tail's bytes, which it must then not read
     int runs = 0;
+    int tailsRendered = 0;
 };
 
 bytes u32(uint32_t value) {
@@ -100,11 +105,13 @@ TEST(ChunkedFraming, MutedOutputAnswersOnlyTheTail) {
     EXPECT_EQ(h.processor.runs, 1) << "muted audio is still processed";
 }
 
-// The reply says the tail's length in 32 bits: one byte more stops it before any is kept.
+// The reply says the tail's length in 32 bits: a tail that could be longer stops before any of
+// it is rendered.
 TEST(ChunkedFraming, TailBeyondWhatAReplyCanSayStops) {
     Harness h;
     h.processor.extra = uint64_t{1} << 32;
     EXPECT_EQ(h.chunked(chunk(3, stereoRecord) + chunk(4, {})), "tail too long for one reply");
+    EXPECT_EQ(h.processor.tailsRendered, 0);
 }
 
 } // namespace
