@@ -3,6 +3,7 @@
 #include "app/command_failure.h"
 #include "app/fatal_reports.h"
 #include "app/usage.h"
+#include "app/validate_command.h"
 #include "app/vst_globals.h"
 #include "hosting/process_defaults.h"
 #include "support/standard_streams.h"
@@ -53,7 +54,9 @@ int runCommandLine(int argc, const char* const* argv) {
     restoreProcessDefaults();
     int status = failureStatus;
     try {
-        status = runWithProtectedOutput(argc, argv);
+        // Validation loads no plug-in itself: its children do, each under the protections here.
+        status = isValidateWord(argv[1]) ? runValidateCommand(argc, argv)
+                                         : runWithProtectedOutput(argc, argv);
     } catch (const CommandFailure& failure) {
         std::fputs(failure.what(), stderr);
     } catch (const std::bad_alloc&) {
