@@ -4,6 +4,7 @@
 #include "app/fatal_reports.h"
 #include "app/scan_command.h"
 #include "app/usage.h"
+#include "app/validate_command.h"
 #include "app/vst_globals.h"
 #include "hosting/process_defaults.h"
 #include "support/standard_streams.h"
@@ -69,10 +70,14 @@ int runCommandLine(int argc, const char* const* argv) {
     installFatalReports();
     // So that the same input gives the same output with plug-ins that draw random numbers.
     restoreProcessDefaults();
-    // The scan loads no plug-in itself: its children do, each under the protections below.
+    // The scan and validation load no plug-in themselves: their children do, each under the
+    // protections here.
     const int status = reportingFailures([&] {
-        return isScanWord(argv[1]) ? runScanCommand(argc, argv)
-                                   : runWithProtectedOutput(argc, argv);
+        if (isScanWord(argv[1]))
+            return runScanCommand(argc, argv);
+        if (isValidateWord(argv[1]))
+            return runValidateCommand(argc, argv);
+        return runWithProtectedOutput(argc, argv);
     });
     // The plug-in is closed and unloaded by now: what exits from here on is ours.
     markNormalExit();

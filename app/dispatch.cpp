@@ -2,6 +2,7 @@
 #include "app/commands.h"
 #include "app/plugin_opening.h"
 #include "app/state_file.h"
+#include "app/validate_command.h"
 #include "app/vst_globals.h"
 #include "hosting/plugin_stage.h"
 #include "scan/scan_child.h"
@@ -73,6 +74,8 @@ bool hasEditorOrParameters(const Plugin& plugin) {
 bool mainWithGlobals(VSTGlobals& globals) {
     if (globals.command == scan::childCommand)
         return runScanChildCommand(globals);
+    if (globals.command == validateChildWord)
+        return runValidateChild(globals);
     if (findArgument(globals.arguments, "--pipe") || findArgument(globals.arguments, "--inpipe"))
         throw std::runtime_error("pipes not yet implemented");
     const std::shared_ptr<Vesk::fileInOut> outputFile = openRedirections(globals);

@@ -9,11 +9,13 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <limits>
 #include <map>
 #include <memory>
 #include <set>
@@ -56,13 +58,16 @@ int64_t readNumber(std::string_view text, std::string_view word, int64_t low, in
 // so that a typo in a test cannot pass as the default behaviour.
 Options parseOptions(std::string_view words) {
     static const std::set<std::string_view> flags{
-        "null",      "bad-magic",  "synth",          "throw-resume", "print",
-        "sidechain", "editor",     "chunks",         "double",       "hum",
-        "crash",     "host-calls", "null-functions", "no-params",    "spawn"};
+        "null", "bad-magic", "synth", "throw-resume", "print", "sidechain", "editor", "chunks",
+        "double", "hum", "crash", "host-calls", "null-functions", "no-params", "spawn",
+        // Faults for the validator's checks.
+        "denormal", "block-dependent", "unseeded", "chunk-ignored", "nan-at-max", "slow",
+        "keep-on-resume"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
-        {"inputs", any},         {"outputs", any}, {"params", {0, 1024}}, {"latency", any},
-        {"delay", {0, 1 << 20}}, {"tail", any},    {"edit", {0, 100}}};
+        {"inputs", any},    {"outputs", any},        {"params", {0, 1024}},
+        {"latency", any},   {"delay", {0, 1 << 20}}, {"tail", any},
+        {"edit", {0, 100}}, {"echo", {1, 1 << 20}},  {"leak", {1, 1 << 20}}};
     static const std::set<std::string_view> places{"entry",  "open",  "process",
                                                    "editor", "close", "params"};
     Options options;
@@ -163,6 +168,43 @@ class TestEffect {
     }
     intptr_t pinProperties(bool input, int32_t index, void* ptr) const;
     intptr_t editorCall(int32_t opcode, void* ptr);
+    // What the validator's fault words do to a block already computed.
+    template <typename Sample> void applyFaults(Sample** inputs, Sample** outputs, int32_t frames) {
+        const bool nanAtMax = options.has("nan-at-max") &&
+                              std::any_of(parameters.begin() + (parameters.empty() ? 0 : 1),
+                                          parameters.end(), [](float v) { return v >= 1.0f; });
+        const double blockGain =
+            options.has("block-dependent") ? 1.0 + static_cast<double>(frames) / 4096.0 : 1.0;
+        for (int32_t channel = 0; channel < effect.numOutputs; ++channel) {
+            Sample* out = outputs[channel];
+            const Sample* in =
+                inputs != nullptr && channel < options.mainInputs() ? inputs[channel] : nullptr;
+            auto* echo =
+                static_cast<size_t>(channel) < echoLines.size() ? &echoLines[channel] : nullptr;
+            for (int32_t i = 0; out != nullptr && i < frames; ++i) {
+                double sample = static_cast<double>(out[i]) * blockGain + instanceOffset;
+                if (echo != nullptr) {
+                    auto& held = (*echo)[(echoAt + static_cast<size_t>(i)) % echo->size()];
+                    sample += 0.5 * held;
+                    held = in != nullptr ? static_cast<double>(in[i]) : 0.0;
+                }
+                out[i] = nanAtMax ? std::numeric_limits<Sample>::quiet_NaN()
+                                  : static_cast<Sample>(sample);
+                if (options.has("denormal") && out[i] == Sample(0))
+                    out[i] = std::numeric_limits<float>::denorm_min();
+            }
+        }
+        if (!echoLines.empty())
+            echoAt = (echoAt + static_cast<size_t>(frames)) % echoLines.front().size();
+        if (options.has("slow")) {
+            // Busy, as slow code is: about 25 microseconds a frame, slower than real time.
+            const auto until =
+                std::chrono::steady_clock::now() + std::chrono::microseconds(25) * frames;
+            while (std::chrono::steady_clock::now() < until) {
+            }
+        }
+    }
+
     void askTimeAndIdle() {
         if (!options.has("host-calls"))
             return;
@@ -177,6 +219,9 @@ class TestEffect {
     std::vector<std::vector<double>> delayLines;
     size_t delayAt = 0;
     std::vector<char> chunk;
+    std::vector<std::vector<double>> echoLines;
+    size_t echoAt = 0;
+    double instanceOffset = 0.0;
     ERect editorRect{};
     int64_t framesProcessed = 0;
     int editorIdles = 0;
@@ -204,6 +249,13 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
         delayLines.assign(static_cast<size_t>(std::min(options.mainInputs(),
                                                        std::max(options.get("outputs", 2), 0))),
                           std::vector<double>(static_cast<size_t>(delay), 0.0));
+    if (const int32_t echo = options.get("echo", 0); echo > 0)
+        echoLines.assign(static_cast<size_t>(std::max(options.get("outputs", 2), 0)),
+                         std::vector<double>(static_cast<size_t>(echo), 0.0));
+    // Each instance a little louder than the one before: output no fresh instance repeats.
+    static int instancesMade = 0;
+    if (options.has("unseeded"))
+        instanceOffset = 1e-3 * instancesMade++;
     editorRect.right = options.editorSize.first;
     editorRect.bottom = options.editorSize.second;
     const bool nullFunctions = options.has("null-functions");
@@ -260,6 +312,11 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
         if (options.has("print"))
             say("effOpen");
         leaveIfAsked("open");
+        if (const int32_t kib = options.get("leak", 0); kib > 0) {
+            // Held, never freed: memory every open keeps, still reachable for leak checkers.
+            static auto* const kept = new std::vector<std::vector<char>>;
+            kept->emplace_back(static_cast<size_t>(kib) * 1024, 'L');
+        }
         return 0;
     case effClose:
         leaveIfAsked("close");
@@ -267,8 +324,10 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     case effMainsChanged:
         if (value != 0 && options.has("throw-resume"))
             fail("effMainsChanged");
-        for (auto& line : delayLines)
-            std::fill(line.begin(), line.end(), 0.0);
+        if (!options.has("keep-on-resume"))
+            for (auto* lines : {&delayLines, &echoLines})
+                for (auto& line : *lines)
+                    std::fill(line.begin(), line.end(), 0.0);
         return 0;
     case effGetParamName:
         leaveIfAsked("params");
@@ -313,7 +372,7 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
                           std::memcmp(bytes, "TEch", 4) == 0 &&
                           std::memcmp(bytes + 4, &count, 4) == 0;
         log.line("chunkSet " + std::to_string(value) + (fits ? " accepted" : " refused"));
-        if (fits)
+        if (fits && !options.has("chunk-ignored"))
             std::memcpy(parameters.data(), bytes + 8, 4 * count);
         return fits ? 1 : 0;
     }
@@ -437,6 +496,7 @@ void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, in
     }
     if (!delayLines.empty())
         delayAt = (start + static_cast<size_t>(frames)) % delayLines.front().size();
+    applyFaults(inputs, outputs, frames);
     for (int32_t pin = sources; inputs != nullptr && pin < effect.numInputs; ++pin)
         std::fill_n(inputs[pin], frames, Sample(0.5));
 }

@@ -1,0 +1,166 @@
+#include "app/validate_command.h"
+
+#include "app/arguments.h"
+#include "app/command_failure.h"
+#include "checks/check.h"
+#include "checks/validation_report.h"
+#include "scan/child_processes.h"
+#include "scan/plugin_discovery.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+constexpr int mostSeconds = 86400;
+// Seconds a check may take at each level before it counts as hung.
+constexpr int defaultSeconds[] = {0, 60, 120, 300};
+
+std::vector<const Check*> selectedChecks(const ArgumentMap& arguments) {
+    std::vector<const Check*> selected;
+    const auto list = findArgument(arguments, "--checks");
+    if (!list) {
+        for (const Check& check : allChecks())
+            selected.push_back(&check);
+        return selected;
+    }
+    std::stringstream ids(*list);
+    std::string id;
+    while (std::getline(ids, id, ',')) {
+        const Check* check = findCheck(id);
+        if (check == nullptr)
+            throw std::runtime_error("unknown check: '" + id + "'");
+        if (std::find(selected.begin(), selected.end(), check) == selected.end())
+            selected.push_back(check);
+    }
+    if (selected.empty())
+        throw std::runtime_error("--checks names no check");
+    return selected;
+}
+
+std::vector<std::string> pluginsAt(const std::string& path) {
+    if (!std::filesystem::is_directory(path) || path.ends_with(".vst3") ||
+        path.ends_with(".vst3/") || path.ends_with(".vst") || path.ends_with(".vst/")) {
+        if (!std::filesystem::exists(path))
+            throw std::runtime_error("no such plug-in: '" + path + "'");
+        return {path};
+    }
+    std::vector<std::string> paths;
+    for (const auto& found : scan::findPlugins({path}))
+        paths.push_back(found.path);
+    return paths;
+}
+
+// The child's verdict from how it ended.
+nlohmann::json resultOf(const Check& check, const scan::ChildOutcome& outcome, int timeout) {
+    if (outcome.end == scan::ChildOutcome::End::exited && outcome.code == 0) {
+        const auto line = outcome.out.substr(0, outcome.out.find('\n'));
+        nlohmann::json parsed = nlohmann::json::parse(line, nullptr, false);
+        if (parsed.is_object() && parsed.value("id", "") == check.id)
+            return parsed;
+    }
+    // The last thing the child said names the stage it died in.
+    std::string said = outcome.err;
+    while (!said.empty() && (said.back() == '\n' || said.back() == '\r'))
+        said.pop_back();
+    said =
+        said.substr(said.find_last_of('\n') == std::string::npos ? 0 : said.find_last_of('\n') + 1);
+    std::string message;
+    switch (outcome.end) {
+    case scan::ChildOutcome::End::timedOut:
+        message = "no result within " + std::to_string(timeout) + " s (hung)";
+        break;
+    case scan::ChildOutcome::End::signalled:
+        message = "crashed with " + scan::signalName(outcome.code);
+        break;
+    case scan::ChildOutcome::End::exited:
+        message = "ended with status " + std::to_string(outcome.code) + " and no result";
+        break;
+    }
+    if (!said.empty())
+        message += ": " + said;
+    return {
+        {"id", check.id}, {"status", "fail"}, {"message", message}, {"seconds", outcome.seconds}};
+}
+
+// Kind and name from a child of their own; empty when the plug-in cannot be opened (every
+// check then says why).
+ValidationReport identifyPlugin(const std::string& program, const std::vector<std::string>& common,
+                                const std::string& plugin) {
+    ValidationReport report;
+    report.plugin = plugin;
+    scan::ChildProcesses child(program);
+    std::vector<std::string> arguments = {std::string(validateChildWord)};
+    arguments.insert(arguments.end(), common.begin(), common.end());
+    arguments.insert(arguments.end(), {"--check", std::string(identityWord)});
+    child.start(0, arguments, defaultSeconds[1]);
+    for (const auto& [tag, outcome] : child.waitForSome()) {
+        const auto parsed =
+            nlohmann::json::parse(outcome.out.substr(0, outcome.out.find('\n')), nullptr, false);
+        if (outcome.end == scan::ChildOutcome::End::exited && outcome.code == 0 &&
+            parsed.is_object()) {
+            report.kind = parsed.value("kind", "");
+            report.name = parsed.value("name", "");
+        }
+    }
+    return report;
+}
+
+} // namespace
+
+bool isValidateWord(std::string_view command) {
+    return command == "validate";
+}
+
+int runValidateCommand(int argc, const char* const* argv) {
+    ArgumentMap arguments = argumentsFromCommandLine(argc, argv);
+    const auto path = findArgument(arguments, "--vst");
+    if (!path)
+        throw CommandFailure("No VST specified.\n");
+    const int level = findArgument(arguments, "--level") ? getIntOption(arguments, "--level") : 2;
+    if (level < 1 || level > 3)
+        throw std::runtime_error("--level must be 1, 2 or 3");
+    int timeout = defaultSeconds[level];
+    if (findArgument(arguments, "--timeout")) {
+        timeout = getIntOption(arguments, "--timeout");
+        if (timeout < 1 || timeout > mostSeconds)
+            throw std::runtime_error("--timeout must be 1 to 86400 seconds");
+    }
+    const auto version = findArgument(arguments, "--vst-version");
+    const std::vector<const Check*> checks = selectedChecks(arguments);
+    const std::vector<std::string> plugins = pluginsAt(*path);
+    const std::string program = scan::ownExecutable(argv[0]);
+
+    bool passed = true;
+    std::vector<ValidationReport> reports;
+    for (const std::string& plugin : plugins) {
+        std::vector<std::string> common = {"--vst", plugin, "--level", std::to_string(level)};
+        if (version)
+            common.insert(common.end(), {"--vst-version", *version});
+        ValidationReport report = identifyPlugin(program, common, plugin);
+        // One child at a time: checks measure time and memory, which other children would skew.
+        scan::ChildProcesses children(program);
+        for (size_t index = 0; index < checks.size(); ++index) {
+            std::vector<std::string> childArguments = {std::string(validateChildWord)};
+            childArguments.insert(childArguments.end(), common.begin(), common.end());
+            childArguments.insert(childArguments.end(),
+                                  {"--check", std::string(checks[index]->id)});
+            children.start(index, childArguments, timeout);
+            for (auto& [tag, outcome] : children.waitForSome())
+                report.checks.push_back(resultOf(*checks[tag], outcome, timeout));
+        }
+        passed = report.passed() && passed;
+        printTable(report);
+        std::string line =
+            reportJson(report).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        std::printf("%s\n", line.c_str());
+        std::fflush(stdout);
+        reports.push_back(std::move(report));
+    }
+    if (const auto junit = findArgument(arguments, "--junit"))
+        writeJunit(*junit, reports);
+    return passed ? 0 : 255;
+}

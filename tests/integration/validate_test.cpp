@@ -1,0 +1,98 @@
+// `validate` through the built binary: each fault of the test plug-ins fails the checks that
+// measure it and no other; the clean plug-ins of both kinds pass every check.
+#include "tests/common/child_process.h"
+#include "tests/common/scratch.h"
+#include "tests/common/vst3_bundles.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <set>
+#include <string>
+
+namespace {
+
+using testing_support::runAdapter;
+
+struct Outcome {
+    testing_support::ChildResult result;
+    nlohmann::json report;
+    std::set<std::string> failed;
+};
+
+Outcome validate(const std::string& path, const std::string& words,
+                 std::vector<std::string> more = {}) {
+    testing_support::ChildOptions options;
+    options.environment["TEST_EFFECT"] = words;
+    options.environment["DISPLAY"] = std::nullopt;
+    options.timeoutSeconds = 120;
+    std::vector<std::string> arguments = {"validate", "--vst", path, "--level", "1"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    Outcome outcome{runAdapter(arguments, options), {}, {}};
+    outcome.report = nlohmann::json::parse(outcome.result.out, nullptr, false);
+    if (outcome.report.is_object())
+        for (const auto& check : outcome.report["checks"])
+            if (check["status"] == "fail")
+                outcome.failed.insert(check["id"].get<std::string>());
+    return outcome;
+}
+
+struct FaultCase {
+    const char* words;
+    std::set<std::string> failing;
+};
+
+// The test effect's fault words, and exactly the checks each must fail.
+const FaultCase faultCases[] = {
+    {"", {}},
+    {"leak=1024", {"load"}},
+    {"latency=-5", {"info"}},
+    {"denormal", {"process"}},
+    {"block-dependent", {"block-size"}},
+    {"delay=64,latency=0", {"latency"}},
+    {"echo=8000", {"tail"}},
+    {"chunks,params=3,chunk-ignored", {"state"}},
+    {"params=3,nan-at-max", {"parameters"}},
+    {"slow", {"speed"}},
+    {"delay=64,keep-on-resume", {"suspend-resume"}},
+    // Each instance adds its own offset: every check that compares instances says so, and a
+    // later instance given silence is heard.
+    {"unseeded", {"determinism", "process", "block-size", "state", "reopen", "suspend-resume"}},
+    {"crash-at=process",
+     {"load", "process", "block-size", "determinism", "latency", "tail", "state", "parameters",
+      "speed", "reopen", "suspend-resume"}},
+};
+
+TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
+    for (const FaultCase& fault : faultCases) {
+        const Outcome outcome = validate(TEST_EFFECT_PATH, fault.words);
+        ASSERT_TRUE(outcome.report.is_object()) << fault.words << ": " << outcome.result.err;
+        EXPECT_EQ(outcome.failed, fault.failing) << fault.words << "\n" << outcome.result.err;
+        EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
+        EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
+    }
+}
+
+TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
+    testing_support::Vst3Layouts layouts;
+    const Outcome clean = validate(layouts.bundle("Gain", TEST_VST3_PATH), "");
+    ASSERT_TRUE(clean.report.is_object()) << clean.result.err;
+    EXPECT_EQ(clean.report["kind"], "vst3");
+    EXPECT_EQ(clean.report["name"], "Test VST3 Gain");
+    EXPECT_TRUE(clean.failed.empty()) << clean.result.err;
+
+    // A crash names its signal; a subset runs only what it names, and JUnit says the same.
+    const std::string junit = layouts.file("report.xml");
+    const Outcome crashed = validate(TEST_EFFECT_PATH, "crash-at=process",
+                                     {"--checks", "process,info", "--junit", junit});
+    ASSERT_EQ(crashed.report["checks"].size(), 2u);
+    EXPECT_NE(crashed.report["checks"][0]["message"].get<std::string>().find("SIGSEGV"),
+              std::string::npos);
+    EXPECT_NE(scratch::readFile(junit).find("<failure message=\"crashed with SIGSEGV"),
+              std::string::npos);
+    for (const auto& bad : std::vector<std::vector<std::string>>{
+             {"--checks", "nonsense"}, {"--level", "4"}, {"--timeout", "0"}})
+        EXPECT_EQ(validate(TEST_EFFECT_PATH, "", bad).result.exitStatus, 255) << bad[0];
+}
+
+} // namespace
