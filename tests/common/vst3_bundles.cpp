@@ -9,13 +9,15 @@ namespace fs = std::filesystem;
 
 namespace testing_support {
 
-std::string Vst3Layouts::bundle(const std::string& name, const std::string& module) const {
+std::string Vst3Layouts::bundle(const std::string& name, const std::string& module,
+                                std::string binary) const {
     utsname names{};
     ::uname(&names);
     const fs::path bundlePath = fs::path(path()) / (name + ".vst3");
     const fs::path binaryFolder = bundlePath / "Contents" / (std::string(names.machine) + "-linux");
     fs::create_directories(binaryFolder);
-    fs::copy_file(module, binaryFolder / (name + ".so"), fs::copy_options::overwrite_existing);
+    fs::copy_file(module, binaryFolder / ((binary.empty() ? name : binary) + ".so"),
+                  fs::copy_options::overwrite_existing);
     return bundlePath.string();
 }
 

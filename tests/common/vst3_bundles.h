@@ -12,8 +12,9 @@ namespace testing_support {
 // do not share module state.
 class Vst3Layouts : public scratch::Folder {
   public:
-    // "NAME.vst3/Contents/<machine>-linux/NAME.so".
-    std::string bundle(const std::string& name, const std::string& module) const;
+    // "NAME.vst3/Contents/<machine>-linux/BINARY.so", BINARY being NAME unless given.
+    std::string bundle(const std::string& name, const std::string& module,
+                       std::string binary = "") const;
     // A file name for a log or data file inside the folder.
     std::string file(const std::string& name) const { return *this / name; }
 };

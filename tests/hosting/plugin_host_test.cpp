@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -96,6 +97,25 @@ TEST(SetFormatCalls, ConnectsUsedPinsAndDisconnectsTheRest) {
             connections.emplace_back(call.opcode * 10 + call.index, call.value);
     EXPECT_EQ(connections, (std::vector<std::pair<int32_t, intptr_t>>{
                                {310, 1}, {311, 1}, {312, 0}, {313, 0}, {320, 1}, {321, 1}}));
+}
+
+// Each side's arrangement follows its own mask and count: type (0 mono, 1 stereo, 11 quad,
+// 15 5.1, 23 7.1, -2 user-defined), count, speaker types. No masks: nothing is sent.
+TEST(SpeakerArrangements, TypesFollowEachSidesMaskAndCount) {
+    using Sent = std::vector<std::vector<int32_t>>;
+    for (const auto& [inMask, inCount, outMask, outCount, sent] :
+         std::vector<std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, Sent>>{
+             {0x4, 1, 0x3, 2, {{0, 1, 0}, {1, 2, 1, 2}}},
+             {0x3F, 6, 0x33, 4, {{15, 6, 1, 2, 3, 4, 5, 6}, {11, 4, 1, 2, 5, 6}}},
+             {0x63F, 8, 0x7, 3, {{23, 8, 1, 2, 3, 4, 5, 6, 10, 11}, {-2, 3, 1, 2, 3}}},
+             {0, 2, 0x3, 2, {{-2, 2, 0, 0}, {1, 2, 1, 2}}},
+             {0, 2, 0, 2, {}}}) {
+        Rig rig;
+        ASSERT_TRUE(rig.attach());
+        StreamFormat format{44100, inCount, inMask, outCount, outMask};
+        rig.host->setFormat(format);
+        EXPECT_EQ(rig.fake.arrangements, sent) << inMask << " to " << outMask;
+    }
 }
 
 std::vector<uint8_t> floatBytes(const std::vector<float>& values, size_t length) {

@@ -157,15 +157,18 @@ bool logged(const BridgeRig& rig, const std::string& line) {
     return testing_support::countLines(rig.log(), line) > 0;
 }
 
+// A chunk set is what the controller reads back, parameters and state, byte for byte.
 TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
     BridgeRig rig("controller-state");
-    const Bytes saved = rig.chunk();
+    Bytes saved = rig.chunk();
     // The component's "TV3S" and three float64, then the controller's "TV3C" and one.
     ASSERT_EQ(saved, chunk(28, 12, Bytes(saved.begin() + 16, saved.end())));
-    EXPECT_EQ(rig.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()),
-                           const_cast<uint8_t*>(saved.data())),
-              1);
-    EXPECT_TRUE(logged(rig, "controllerSetState 0"));
+    const double gain = 0.25, controllerValue = 0.5;
+    std::memcpy(saved.data() + 20, &gain, 8);
+    std::memcpy(saved.data() + 48, &controllerValue, 8);
+    EXPECT_EQ(rig.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()), saved.data()), 1);
+    EXPECT_EQ(rig.effect->getParameter(rig.effect, 0), 0.25f);
+    EXPECT_EQ(rig.chunk(), saved);
 }
 
 TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {

@@ -4,6 +4,7 @@
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
 #include "tests/common/scratch.h"
+#include "tests/common/vst3_bundles.h"
 
 #include <gtest/gtest.h>
 
@@ -200,6 +201,27 @@ TEST(TestPluginChunked, NegativeLatencyIsAnsweredAsNone) {
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     ASSERT_EQ(result.out.size(), 20 + audio.size() + 4);
     EXPECT_EQ(readU32(result.out, 20 + audio.size()), 0u);
+}
+
+// What the host answers while the plug-in is entered (no host yet: the defaults), opened and
+// resumed, and after a format changes the rate; --process realtime reaches the plug-in.
+TEST(TestPluginHostCalls, AnswersFollowTheSettingsInForce) {
+    scratch::Folder folder;
+    const std::string stream = chunk(3, formatRecord(96000, 2, 3, 2, 3)) + chunk(1, stereo(100));
+    auto arguments = chunkedRun;
+    arguments.insert(arguments.end(), {"--rate", "48000", "--process", "realtime"});
+    ASSERT_EQ(runAdapter(arguments, effect("host-calls", stream, folder / "log")).exitStatus, 0);
+    std::vector<std::string> answers;
+    for (const auto& line : testing_support::readLines(folder / "log"))
+        if (line.starts_with("host "))
+            answers.push_back(line);
+    const std::string opened = " 512 2 2400 1110 120 4/4 9217",
+                      entered = "host entry 44100 512 4 2400 1110";
+    // The new rate opens a new instance.
+    EXPECT_EQ(answers, (std::vector<std::string>{
+                           entered, "host open 48000" + opened, "host resume 48000" + opened,
+                           entered, "host open 96000" + opened, "host resume 96000" + opened,
+                           "host resume 96000" + opened}));
 }
 
 // A settings file sets the sound and is never changed by reading it.

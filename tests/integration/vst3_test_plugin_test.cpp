@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -58,6 +59,22 @@ std::string samples64(size_t count) {
     return bytes;
 }
 
+// The binary is the one named after the bundle, whatever else its folder holds, or a single
+// ".vst3" file; a VST 2 module is never tried as VST 3.
+TEST(Vst3Layouts, BinaryNamedAfterTheBundleOrASingleFile) {
+    Vst3Layouts layouts;
+    layouts.bundle("Two", TEST_VST3_PATH, "Other");
+    std::filesystem::copy_file(TEST_VST3_PATH, layouts.file("Single.vst3"));
+    for (const auto& [path, status] : std::vector<std::pair<std::string, int>>{
+             {layouts.bundle("Two", TEST_VST3_PATH), 0},
+             {layouts.bundle("Slash", TEST_VST3_PATH) + "/", 0},
+             {layouts.file("Single.vst3"), 0},
+             {layouts.bundle("Renamed", TEST_VST3_PATH, "Other"), 255},
+             {TEST_VST3_PATH, 255}})
+        EXPECT_EQ(runAdapter({"test", "--vst", path, "--vst-version", "3"}).exitStatus, status)
+            << path;
+}
+
 TEST(Vst3Process, UnityGainPassesSamplesUnchangedInSingleAndDoublePrecision) {
     struct Case {
         std::string words;
@@ -65,12 +82,14 @@ TEST(Vst3Process, UnityGainPassesSamplesUnchangedInSingleAndDoublePrecision) {
         std::string input;
         std::string setupLine;
     };
-    for (const auto& c :
-         std::vector<Case>{{"", {"--bits", "16"}, samples16(3000), "setupProcessing 2 0 512 44100"},
-                           {"double",
-                            {"--bits", "64", "--formattag", "3"},
-                            samples64(3000),
-                            "setupProcessing 2 1 512 44100"}}) {
+    // The side-chain bus stays inactive and silent.
+    for (const auto& c : std::vector<Case>{
+             {"", {"--bits", "16"}, samples16(3000), "setupProcessing 2 0 512 44100"},
+             {"sidechain", {"--bits", "16"}, samples16(3000), "setupProcessing 2 0 512 44100"},
+             {"double",
+              {"--bits", "64", "--formattag", "3"},
+              samples64(3000),
+              "setupProcessing 2 1 512 44100"}}) {
         std::vector<std::string> arguments{"--rate", "44100", "--channels", "2"};
         arguments.insert(arguments.end(), c.format.begin(), c.format.end());
         const auto [result, log] = run("process", arguments, c.words, c.input);

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -70,6 +71,34 @@ TEST(AbortBlockedStream, StopsPromptlyWithUserAbort) {
         worker.requestStop();
         worker.join();
         EXPECT_EQ(message, "user abort") << name;
+    }
+}
+
+// A read that waits (with a time-out, or on a thread with an aborter) gathers short writes
+// until its block is full.
+TEST(WaitingRead, GathersShortWritesUntilItsBlockIsFull) {
+    for (const bool onAbortableThread : {false, true}) {
+        Pipe pipe;
+        std::thread writer([&] {
+            for (const std::string piece : {"ab", "cde", "f", "ghijkl"}) {
+                Vesk::sleep(0.02);
+                EXPECT_EQ(::write(pipe.writeEnd, piece.data(), piece.size()),
+                          ssize_t(piece.size()));
+            }
+        });
+        std::string got(12, '\0');
+        const auto readBlock = [&](void*) {
+            got.resize(Vesk::streamInUnix(pipe.readEnd, onAbortableThread ? -1.0 : 5.0)
+                           .read(got.data(), got.size()));
+        };
+        Vesk::threadEx reader(readBlock);
+        if (onAbortableThread) {
+            reader.start();
+            reader.join();
+        } else
+            readBlock(nullptr);
+        writer.join();
+        EXPECT_EQ(got, "abcdefghijkl") << onAbortableThread;
     }
 }
 
