@@ -1,6 +1,5 @@
 #include "tests/common/vst3_bundles.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sys/utsname.h>
@@ -27,10 +26,6 @@ std::vector<std::string> readLines(const std::string& path) {
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     return lines;
-}
-
-int countLines(const std::vector<std::string>& lines, const std::string& line) {
-    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
 }
 
 } // namespace testing_support

@@ -15,14 +15,9 @@ class Vst3Layouts : public scratch::Folder {
     // "NAME.vst3/Contents/<machine>-linux/BINARY.so", BINARY being NAME unless given.
     std::string bundle(const std::string& name, const std::string& module,
                        std::string binary = "") const;
-    // A file name for a log or data file inside the folder.
-    std::string file(const std::string& name) const { return *this / name; }
 };
 
 // The lines of a text file; none when it does not exist.
 std::vector<std::string> readLines(const std::string& path);
-
-// The lines of `lines` equal to `line`.
-int countLines(const std::vector<std::string>& lines, const std::string& line);
 
 } // namespace testing_support

@@ -32,7 +32,6 @@ struct FakeEffect {
                              float) {
         auto& self = of(e);
         self.calls.push_back({opcode, index, value});
-        // Each side as its type, its count and its speakers' types.
         if (opcode == effSetSpeakerArrangement)
             for (const auto* side : {reinterpret_cast<VstSpeakerArrangement*>(value),
                                      static_cast<VstSpeakerArrangement*>(ptr)}) {
@@ -67,5 +66,5 @@ struct FakeEffect {
     std::vector<float> parameters;
     std::vector<int32_t> parameterWrites;
     std::vector<int32_t> inputTypes, outputTypes;
-    std::vector<std::vector<int32_t>> arrangements;
+    std::vector<std::vector<int32_t>> arrangements; // each side: type, count, speaker types
 };

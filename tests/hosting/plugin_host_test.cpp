@@ -1,6 +1,7 @@
 #include "tests/hosting/fake_effect.h"
 
 #include "audio/stream_format.h"
+#include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
 #include "hosting/plugin_state.h"
@@ -108,7 +109,7 @@ TEST(SpeakerArrangements, TypesFollowEachSidesMaskAndCount) {
              {0x4, 1, 0x3, 2, {{0, 1, 0}, {1, 2, 1, 2}}},
              {0x3F, 6, 0x33, 4, {{15, 6, 1, 2, 3, 4, 5, 6}, {11, 4, 1, 2, 5, 6}}},
              {0x63F, 8, 0x7, 3, {{23, 8, 1, 2, 3, 4, 5, 6, 10, 11}, {-2, 3, 1, 2, 3}}},
-             {0, 2, 0x3, 2, {{-2, 2, 0, 0}, {1, 2, 1, 2}}},
+             {0, 10, 0x3, 2, {{-2, 10, 0, 0, 0, 0, 0, 0, 0, 0}, {1, 2, 1, 2}}},
              {0, 2, 0, 2, {}}}) {
         Rig rig;
         ASSERT_TRUE(rig.attach());
@@ -116,6 +117,35 @@ TEST(SpeakerArrangements, TypesFollowEachSidesMaskAndCount) {
         rig.host->setFormat(format);
         EXPECT_EQ(rig.fake.arrangements, sent) << inMask << " to " << outMask;
     }
+}
+
+// What a plug-in hears when it asks: before the host has its record (in the entry function),
+// once open, and after the rate changes. Rate, block size, process level, version,
+// four can-dos; then tempo, time signature and flags.
+TEST(HostCallback, AnswersFollowTheSettingsInForce) {
+    Rig rig;
+    rig.host->setProcessLevel(kVstProcessLevelRealtime);
+    rig.host->setSampleRate(48000);
+    const auto answers = [&] {
+        std::vector<intptr_t> got;
+        for (const int32_t opcode : {audioMasterGetSampleRate, audioMasterGetBlockSize,
+                                     audioMasterGetCurrentProcessLevel, audioMasterVersion})
+            got.push_back(hostCallback(&rig.fake.effect, opcode, 0, 0, nullptr, 0));
+        for (const char* can : {"sendVstTimeInfo", "sizeWindow", "supplyIdle", "sendVstEvents"})
+            got.push_back(
+                hostCallback(&rig.fake.effect, audioMasterCanDo, 0, 0, const_cast<char*>(can), 0));
+        if (const auto* time = reinterpret_cast<VstTimeInfo*>(
+                hostCallback(&rig.fake.effect, audioMasterGetTime, 0,
+                             kVstTempoValid | kVstTimeSigValid, nullptr, 0)))
+            got.insert(got.end(), {static_cast<intptr_t>(time->tempo), time->timeSigNumerator,
+                                   time->timeSigDenominator, time->flags});
+        return got;
+    };
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{44100, 512, 4, 2400, 1, 1, 1, 0}));
+    ASSERT_TRUE(rig.attach());
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{48000, 512, 2, 2400, 1, 1, 1, 0, 120, 4, 4, 9219}));
+    rig.host->setSampleRate(96000);
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{96000, 512, 2, 2400, 1, 1, 1, 0, 120, 4, 4, 9219}));
 }
 
 std::vector<uint8_t> floatBytes(const std::vector<float>& values, size_t length) {

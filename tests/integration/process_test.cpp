@@ -99,19 +99,11 @@ INSTANTIATE_TEST_SUITE_P(
         ProtocolError{"RateBeyondLimits", chunk(3, formatRecord(0x80000000u, 2, 3, 2, 3)), 255,
                       "unsupported stream format\n"},
         ProtocolError{"TruncatedHeader", std::string("\x01\x00", 2), 0, ""},
-        ProtocolError{"TruncatedPayload", chunk(2, "abcdef").substr(0, 10), 255, ""},
         ProtocolError{"HugeLengthFewBytes",
                       std::string("\x02\x00\x00\x00\xff\xff\xff\xff"
                                   "abc",
                                   11),
                       255, ""}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST(Process, PlainFormatOutOfRangeIsNotSet) {
-    const auto result = runAdapter(
-        {"process", "--vst", TEST_EFFECT_PATH, "--rate", "99", "--channels", "2", "--bits", "16"});
-    EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_EQ(result.err, "audio format not set\n");
-}
 
 } // namespace

@@ -141,23 +141,6 @@ class TestEffect {
     intptr_t ask(int32_t opcode, intptr_t value = 0, void* ptr = nullptr, float opt = 0) {
         return host == nullptr ? 0 : host(&effect, opcode, 0, value, ptr, opt);
     }
-    // "host WHERE rate block level version can-dos [tempo numerator/denominator flags]".
-    void logHostAnswers(std::string_view where) {
-        if (!options.has("host-calls"))
-            return;
-        std::string text = "host " + std::string(where);
-        for (const int32_t opcode : {audioMasterGetSampleRate, audioMasterGetBlockSize,
-                                     audioMasterGetCurrentProcessLevel, audioMasterVersion})
-            text += " " + std::to_string(ask(opcode));
-        text += " ";
-        for (const char* can : {"sendVstTimeInfo", "sizeWindow", "supplyIdle", "sendVstEvents"})
-            text += std::to_string(ask(audioMasterCanDo, 0, const_cast<char*>(can)));
-        if (const auto* time = reinterpret_cast<VstTimeInfo*>(
-                ask(audioMasterGetTime, kVstTempoValid | kVstTimeSigValid)))
-            text += " " + number(time->tempo) + " " + std::to_string(time->timeSigNumerator) + "/" +
-                    std::to_string(time->timeSigDenominator) + " " + std::to_string(time->flags);
-        log.line(text);
-    }
 
   private:
     // An editor changes parameters on the main thread while audio runs on another.
@@ -260,7 +243,6 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     char text[32];
     switch (opcode) {
     case effOpen:
-        logHostAnswers("open");
         if (options.has("print"))
             say("effOpen");
         leaveIfAsked("open");
@@ -271,8 +253,6 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     case effMainsChanged:
         if (value != 0 && options.has("throw-resume"))
             fail("effMainsChanged");
-        if (value != 0)
-            logHostAnswers("resume");
         for (auto& line : delayLines)
             std::fill(line.begin(), line.end(), 0.0);
         return 0;
@@ -462,7 +442,6 @@ AEffect* enter(audioMasterCallback host, bool viaMain) {
     if (options.has("print"))
         say("entry");
     auto instance = std::make_unique<TestEffect>(options, host, log);
-    instance->logHostAnswers("entry");
     instance->leaveIfAsked("entry");
     if (options.has("throw-entry"))
         instance->fail("entry");
