@@ -1,6 +1,7 @@
 #include "tests/common/child_process.h"
 #include "tests/common/scratch.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -189,7 +190,10 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
                 ::close(std::exchange(ends[i].fd, -1));
         }
         if (ends[2].revents != 0) {
-            const ssize_t put = ::write(in[1], unsent.data(), unsent.size());
+            const size_t piece = options.stdinPiece ? options.stdinPiece : unsent.size();
+            const ssize_t put = ::write(in[1], unsent.data(), std::min(piece, unsent.size()));
+            if (options.stdinPiece)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
             if (put > 0 || errno != EAGAIN) // a child that stopped reading gets no more
                 unsent = put > 0 ? unsent.substr(static_cast<size_t>(put)) : std::string_view{};
         }

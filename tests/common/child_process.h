@@ -22,6 +22,7 @@ struct ChildOptions {
     bool closeStdin = true;                                        // end of input after stdinBytes
     std::map<std::string, std::optional<std::string>> environment; // nullopt removes a variable
     double timeoutSeconds = 30.0;
+    size_t stdinPiece = 0; // more than 0: runChild writes pieces this long, 20 ms apart
 };
 
 // A child that runs while the test acts on it (finds its window, signals it). Standard input

@@ -25,12 +25,6 @@ inline std::string formatRecord(uint32_t rate, uint32_t in, uint32_t inMask, uin
     return std::string(reinterpret_cast<const char*>(fields), sizeof fields);
 }
 
-// The whole format message: code 3 with the record.
-inline std::string formatMessage(uint32_t rate, uint32_t in, uint32_t inMask, uint32_t out,
-                                 uint32_t outMask) {
-    return chunk(3, formatRecord(rate, in, inMask, out, outMask));
-}
-
 // A 32-bit little-endian number at `offset` of a reply.
 inline uint32_t readU32(const std::string& bytes, size_t offset) {
     uint32_t value = 0;

@@ -1,6 +1,5 @@
 #include "tests/common/vst3_bundles.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sys/utsname.h>
@@ -9,13 +8,15 @@ namespace fs = std::filesystem;
 
 namespace testing_support {
 
-std::string Vst3Layouts::bundle(const std::string& name, const std::string& module) const {
+std::string Vst3Layouts::bundle(const std::string& name, const std::string& module,
+                                std::string binary) const {
     utsname names{};
     ::uname(&names);
     const fs::path bundlePath = fs::path(path()) / (name + ".vst3");
     const fs::path binaryFolder = bundlePath / "Contents" / (std::string(names.machine) + "-linux");
     fs::create_directories(binaryFolder);
-    fs::copy_file(module, binaryFolder / (name + ".so"), fs::copy_options::overwrite_existing);
+    fs::copy_file(module, binaryFolder / ((binary.empty() ? name : binary) + ".so"),
+                  fs::copy_options::overwrite_existing);
     return bundlePath.string();
 }
 
@@ -25,10 +26,6 @@ std::vector<std::string> readLines(const std::string& path) {
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     return lines;
-}
-
-int countLines(const std::vector<std::string>& lines, const std::string& line) {
-    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
 }
 
 } // namespace testing_support

@@ -12,16 +12,12 @@ namespace testing_support {
 // do not share module state.
 class Vst3Layouts : public scratch::Folder {
   public:
-    // "NAME.vst3/Contents/<machine>-linux/NAME.so".
-    std::string bundle(const std::string& name, const std::string& module) const;
-    // A file name for a log or data file inside the folder.
-    std::string file(const std::string& name) const { return *this / name; }
+    // "NAME.vst3/Contents/<machine>-linux/BINARY.so", BINARY being NAME unless given.
+    std::string bundle(const std::string& name, const std::string& module,
+                       std::string binary = "") const;
 };
 
 // The lines of a text file; none when it does not exist.
 std::vector<std::string> readLines(const std::string& path);
-
-// The lines of `lines` equal to `line`.
-int countLines(const std::vector<std::string>& lines, const std::string& line);
 
 } // namespace testing_support

@@ -3,6 +3,7 @@
 
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
+#include "tests/common/sample_bytes.h"
 #include "tests/common/scratch.h"
 #include "tests/gui/x_windows.h"
 
@@ -22,10 +23,6 @@ using testing_support::chunk;
 using testing_support::formatRecord;
 
 constexpr double wait = 10.0; // a guard against hanging, not a speed requirement
-
-std::string floats(std::initializer_list<float> values) {
-    return {reinterpret_cast<const char*>(std::data(values)), values.size() * sizeof(float)};
-}
 
 const std::string stereoFormat = chunk(3, formatRecord(44100, 2, 0, 2, 0));
 std::string silence(size_t frames, int channels = 2) {
@@ -118,7 +115,8 @@ TEST_P(EditorEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     const char* linked = c.settings == Settings::link ? "real.bin" : file.c_str();
     ASSERT_EQ(file == dataPath ? 0 : ::symlink(linked, dataPath.c_str()), 0);
     if (c.settings != Settings::danglingLink) {
-        scratch::writeFile(file, floats({1.0f})); // the plug-in's own default
+        scratch::writeFile(file,
+                           testing_support::bytesOf<float>({1.0f})); // the plug-in's own default
         const struct timespec old[2] = {{1000000, 0}, {1000000, 0}};
         ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), old, 0), 0);
         ASSERT_EQ(::chmod(file.c_str(), 0604) | ::chown(file.c_str(), owner, group), 0);
@@ -147,7 +145,8 @@ TEST_P(EditorEnds, WritesTheSettingsOnlyWhenTheyChanged) {
     EXPECT_EQ(result.out, "");
     struct stat info {};
     ASSERT_EQ(::lstat(file.c_str(), &info), 0);
-    EXPECT_EQ(scratch::readFile(dataPath), floats({c.edited ? 0.5f : 1.0f}));
+    EXPECT_EQ(scratch::readFile(dataPath),
+              testing_support::bytesOf<float>({c.edited ? 0.5f : 1.0f}));
     EXPECT_EQ(info.st_mtim.tv_sec == 1000000, !c.edited) << "only a changed file is written";
     if (c.settings != Settings::danglingLink) {
         EXPECT_EQ(std::tuple(info.st_mode & 07777, info.st_uid, info.st_gid),
@@ -172,7 +171,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Here the temporary file cannot be made (a folder holds its name), as on a full disk.
 TEST_F(Editor, SettingsThatCannotBeSavedEndWith255AndKeepTheOldFile) {
-    scratch::writeFile(dataPath, floats({1.0f}));
+    scratch::writeFile(dataPath, testing_support::bytesOf<float>({1.0f}));
     auto child = start("configure", "editor,edit=50");
     const XWindowId window = windowOf(*child);
     ASSERT_NE(window, 0u);
@@ -184,7 +183,7 @@ TEST_F(Editor, SettingsThatCannotBeSavedEndWith255AndKeepTheOldFile) {
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.err,
               "Could not save the settings to '" + dataPath + "': file already exists\n");
-    EXPECT_EQ(scratch::readFile(dataPath), floats({1.0f}));
+    EXPECT_EQ(scratch::readFile(dataPath), testing_support::bytesOf<float>({1.0f}));
 }
 
 TEST_F(Editor, RefusedAtOnce) {

@@ -2,10 +2,11 @@
 
 #include "hosting/vst2/vst2_abi.h"
 
+#include <algorithm>
 #include <vector>
 
-// A plug-in record whose dispatcher records every call; pin types and parameters come from the
-// test.
+// A plug-in record whose dispatcher records every call and the speaker arrangements it is sent;
+// pin types and parameters come from the test.
 struct FakeEffect {
     struct Call {
         int32_t opcode;
@@ -31,6 +32,13 @@ struct FakeEffect {
                              float) {
         auto& self = of(e);
         self.calls.push_back({opcode, index, value});
+        if (opcode == effSetSpeakerArrangement)
+            for (const auto* side : {reinterpret_cast<VstSpeakerArrangement*>(value),
+                                     static_cast<VstSpeakerArrangement*>(ptr)}) {
+                self.arrangements.push_back({side->type, side->numChannels});
+                for (int32_t s = 0; s < std::min(side->numChannels, kSpeakerArrMaxSpeakers); ++s)
+                    self.arrangements.back().push_back(side->speakers[s].type);
+            }
         if ((opcode == effGetInputProperties || opcode == effGetOutputProperties) && ptr) {
             const auto& types =
                 opcode == effGetInputProperties ? self.inputTypes : self.outputTypes;
@@ -58,4 +66,5 @@ struct FakeEffect {
     std::vector<float> parameters;
     std::vector<int32_t> parameterWrites;
     std::vector<int32_t> inputTypes, outputTypes;
+    std::vector<std::vector<int32_t>> arrangements; // each side: type, count, speaker types
 };

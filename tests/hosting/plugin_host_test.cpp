@@ -1,6 +1,7 @@
 #include "tests/hosting/fake_effect.h"
 
 #include "audio/stream_format_codec.h"
+#include "hosting/host_callback.h"
 #include "hosting/plugin_host.h"
 #include "hosting/plugin_loading.h"
 
@@ -9,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -95,6 +97,54 @@ TEST(SetFormatCalls, ConnectsUsedPinsAndDisconnectsTheRest) {
             connections.emplace_back(call.opcode * 10 + call.index, call.value);
     EXPECT_EQ(connections, (std::vector<std::pair<int32_t, intptr_t>>{
                                {310, 1}, {311, 1}, {312, 0}, {313, 0}, {320, 1}, {321, 1}}));
+}
+
+// Each side's arrangement follows its own mask and count: type (0 mono, 1 stereo, 11 quad,
+// 15 5.1, 23 7.1, -2 user-defined), count, speaker types. No masks: nothing is sent.
+TEST(SpeakerArrangements, TypesFollowEachSidesMaskAndCount) {
+    using Sent = std::vector<std::vector<int32_t>>;
+    for (const auto& [inMask, inCount, outMask, outCount, sent] :
+         std::vector<std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, Sent>>{
+             {0x4, 1, 0x3, 2, {{0, 1, 0}, {1, 2, 1, 2}}},
+             {0x3F, 6, 0x33, 4, {{15, 6, 1, 2, 3, 4, 5, 6}, {11, 4, 1, 2, 5, 6}}},
+             {0x63F, 8, 0x7, 3, {{23, 8, 1, 2, 3, 4, 5, 6, 10, 11}, {-2, 3, 1, 2, 3}}},
+             {0, 10, 0x3, 2, {{-2, 10, 0, 0, 0, 0, 0, 0, 0, 0}, {1, 2, 1, 2}}},
+             {0, 2, 0, 2, {}}}) {
+        Rig rig;
+        ASSERT_TRUE(rig.attach());
+        StreamFormat format{44100, inCount, inMask, outCount, outMask};
+        rig.host->setFormat(format);
+        EXPECT_EQ(rig.fake.arrangements, sent) << inMask << " to " << outMask;
+    }
+}
+
+// What a plug-in hears when it asks: before the host has its record (in the entry function),
+// once open, and after the rate changes. Rate, block size, process level, version,
+// four can-dos; then tempo, time signature and flags.
+TEST(HostCallback, AnswersFollowTheSettingsInForce) {
+    Rig rig;
+    rig.host->setProcessLevel(kVstProcessLevelRealtime);
+    rig.host->setSampleRate(48000);
+    const auto answers = [&] {
+        std::vector<intptr_t> got;
+        for (const int32_t opcode : {audioMasterGetSampleRate, audioMasterGetBlockSize,
+                                     audioMasterGetCurrentProcessLevel, audioMasterVersion})
+            got.push_back(hostCallback(&rig.fake.effect, opcode, 0, 0, nullptr, 0));
+        for (const char* can : {"sendVstTimeInfo", "sizeWindow", "supplyIdle", "sendVstEvents"})
+            got.push_back(
+                hostCallback(&rig.fake.effect, audioMasterCanDo, 0, 0, const_cast<char*>(can), 0));
+        if (const auto* time = reinterpret_cast<VstTimeInfo*>(
+                hostCallback(&rig.fake.effect, audioMasterGetTime, 0,
+                             kVstTempoValid | kVstTimeSigValid, nullptr, 0)))
+            got.insert(got.end(), {static_cast<intptr_t>(time->tempo), time->timeSigNumerator,
+                                   time->timeSigDenominator, time->flags});
+        return got;
+    };
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{44100, 512, 4, 2400, 1, 1, 1, 0}));
+    ASSERT_TRUE(rig.attach());
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{48000, 512, 2, 2400, 1, 1, 1, 0, 120, 4, 4, 9219}));
+    rig.host->setSampleRate(96000);
+    EXPECT_EQ(answers(), (std::vector<intptr_t>{96000, 512, 2, 2400, 1, 1, 1, 0, 120, 4, 4, 9219}));
 }
 
 std::vector<uint8_t> floatBytes(const std::vector<float>& values, size_t length) {

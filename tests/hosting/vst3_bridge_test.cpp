@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -21,27 +22,6 @@ namespace {
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
-
-struct FlagCase {
-    const char* name;
-    int32 flags;
-    bool exported;
-};
-
-class ParameterFilter : public testing::TestWithParam<FlagCase> {};
-
-TEST_P(ParameterFilter, Exported) {
-    EXPECT_EQ(Vst3ParameterMap::exported(GetParam().flags), GetParam().exported);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, ParameterFilter,
-    testing::Values(
-        FlagCase{"Plain", 0, true}, FlagCase{"HiddenStillOffered", ParameterInfo::kIsHidden, true},
-        FlagCase{"ReadOnlyMeter", ParameterInfo::kIsReadOnly, false},
-        FlagCase{"ProgramChange", ParameterInfo::kIsProgramChange | ParameterInfo::kIsList, false},
-        FlagCase{"Bypass", ParameterInfo::kIsBypass | ParameterInfo::kCanAutomate, false}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ParameterMap, RepeatedIdIsOfferedOnce) {
     ParameterInfo seven{}, eight{};
@@ -85,9 +65,7 @@ TEST_P(Vst3ChunkSplit, Parts) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Vst3ChunkSplit,
-    testing::Values(SplitCase{"BothParts", chunk(2, 1, {5, 6, 7}),
-                              std::pair{Bytes{5, 6}, Bytes{7}}},
-                    SplitCase{"ShorterThanHeader", {1, 2, 3}, std::nullopt},
+    testing::Values(SplitCase{"ShorterThanHeader", {1, 2, 3}, std::nullopt},
                     SplitCase{"ComponentTooLong", chunk(4, 0, {1, 2}), std::nullopt},
                     SplitCase{"ControllerTooLong", chunk(1, 2, {1, 2}), std::nullopt},
                     SplitCase{"SizesThatWouldWrap", chunk(~uint64_t{0}, 2, {1, 2}), std::nullopt}),
@@ -106,7 +84,7 @@ intptr_t recordEdits(AEffect* effect, int32_t opcode, int32_t index, intptr_t, v
 // One bridged instance of the test plug-in with TEST_VST3 `words`, loaded into this process.
 class BridgeRig {
   public:
-    explicit BridgeRig(const std::string& words) : logPath(layouts.file("log")) {
+    explicit BridgeRig(const std::string& words) : logPath(layouts / "log") {
         ::setenv("TEST_VST3", words.c_str(), 1);
         ::setenv("TEST_VST3_LOG", logPath.c_str(), 1);
         module = Vst3Module::load(layouts.bundle("Gain", TEST_VST3_PATH));
@@ -154,22 +132,26 @@ class BridgeRig {
 };
 
 bool logged(const BridgeRig& rig, const std::string& line) {
-    return testing_support::countLines(rig.log(), line) > 0;
+    return std::ranges::count(rig.log(), line) > 0;
 }
 
+// A chunk set is what the controller reads back, parameters and state, byte for byte.
 TEST(BridgeChunks, ControllerStateTravelsInItsOwnPart) {
     BridgeRig rig("controller-state");
-    const Bytes saved = rig.chunk();
+    Bytes saved = rig.chunk();
     // The component's "TV3S" and three float64, then the controller's "TV3C" and one.
     ASSERT_EQ(saved, chunk(28, 12, Bytes(saved.begin() + 16, saved.end())));
-    EXPECT_EQ(rig.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()),
-                           const_cast<uint8_t*>(saved.data())),
-              1);
-    EXPECT_TRUE(logged(rig, "controllerSetState 0"));
+    const double gain = 0.25, controllerValue = 0.5;
+    std::memcpy(saved.data() + 20, &gain, 8);
+    std::memcpy(saved.data() + 48, &controllerValue, 8);
+    EXPECT_EQ(rig.dispatch(effSetChunk, 0, static_cast<intptr_t>(saved.size()), saved.data()), 1);
+    EXPECT_EQ(rig.effect->getParameter(rig.effect, 0), 0.25f);
+    EXPECT_EQ(rig.chunk(), saved);
 }
 
 TEST(BridgeParameters, ProgramsStepThroughTheListAndBypassPassesTheInput) {
     BridgeRig rig("");
+    EXPECT_EQ(rig.effect->numParams, 2) << "bypass and programs have calls of their own";
     EXPECT_EQ(rig.dispatch(effSetBypass, 0, 1), 1);
     EXPECT_EQ(rig.dispatch(effSetProgram, 0, 2), 1);
     EXPECT_EQ(rig.dispatch(effGetProgram), 2);

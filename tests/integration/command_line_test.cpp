@@ -44,13 +44,10 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{"LoneKey", {"info", "--vst"}, 255, "Incorrect argument count.\n"},
         CommandCase{"OnlyCommand", {"info"}, 255, "No VST specified.\n"},
         CommandCase{"Pipe", {"test", "--vst", missing, "--pipe", "x"}, 255, pipes},
-        CommandCase{"InPipeEmpty", {"test", "--inpipe", ""}, 255, pipes},
         CommandCase{"PipeBeforeMissingVst", {"info", "--pipe", "1"}, 255, pipes},
         CommandCase{"MissingVst", {"test", "--rate", "44100"}, 255, "No VST specified.\n"},
         CommandCase{"BadPathBothLoaders", {"test", "--vst", missing}, 255, notLoaded},
-        CommandCase{"BadPathVersion2", version(missing, "2", "info"), 255, notLoaded},
         CommandCase{"Version3Only", version(missing, "3"), 255, "Could not open VST."},
-        CommandCase{"UnknownVersion", version(missing, "1"), 255, "Could not open VST."},
         CommandCase{"VersionReadLikeAtoi", version(missing, "2x"), 255, notLoaded},
         CommandCase{"TextFileIsNoModule", version("/etc/hostname", "2"), 255,
                     "/etc/hostname: file too short\nCould not load VST bundle: /etc/hostname\n"

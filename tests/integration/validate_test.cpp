@@ -82,7 +82,7 @@ TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
     EXPECT_TRUE(clean.failed.empty()) << clean.result.err;
 
     // A crash names its signal; a subset runs only what it names, and JUnit says the same.
-    const std::string junit = layouts.file("report.xml");
+    const std::string junit = layouts / "report.xml";
     const Outcome crashed = validate(TEST_EFFECT_PATH, "crash-at=process",
                                      {"--checks", "process,info", "--junit", junit});
     ASSERT_EQ(crashed.report["checks"].size(), 2u);

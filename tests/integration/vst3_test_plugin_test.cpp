@@ -1,16 +1,20 @@
 // The in-tree VST 3 test plug-in through the built binary: audio, latency and settings.
 #include "tests/common/child_process.h"
 #include "tests/common/chunked_stream.h"
+#include "tests/common/sample_bytes.h"
 #include "tests/common/vst3_bundles.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace {
 
+using testing_support::evenSamples16;
 using testing_support::readLines;
 using testing_support::runAdapter;
 using testing_support::Vst3Layouts;
@@ -24,11 +28,11 @@ struct Run {
 Run run(const std::string& command, std::vector<std::string> arguments, const std::string& words,
         std::string input, const std::string& data = "") {
     Vst3Layouts layouts;
-    const std::string log = layouts.file("log");
+    const std::string log = layouts / "log";
     arguments.insert(arguments.begin(), {command, "--vst", layouts.bundle("Gain", TEST_VST3_PATH)});
     if (!data.empty()) {
-        std::ofstream(layouts.file("settings"), std::ios::binary) << data;
-        arguments.insert(arguments.end(), {"--data", layouts.file("settings")});
+        std::ofstream(layouts / "settings", std::ios::binary) << data;
+        arguments.insert(arguments.end(), {"--data", layouts / "settings"});
     }
     testing_support::ChildOptions options;
     options.environment["TEST_VST3"] = words;
@@ -37,16 +41,6 @@ Run run(const std::string& command, std::vector<std::string> arguments, const st
     options.stdinBytes = std::move(input);
     auto result = runAdapter(arguments, options);
     return {std::move(result), readLines(log)};
-}
-
-// Whole 16-bit sample values that stay exact through the float path and a gain of 1.
-std::string samples16(size_t count) {
-    std::string bytes;
-    for (size_t i = 0; i < count; ++i) {
-        const auto value = static_cast<int16_t>(static_cast<int>((i * 7919) % 20001) - 10000);
-        bytes.append(reinterpret_cast<const char*>(&value), 2);
-    }
-    return bytes;
 }
 
 std::string samples64(size_t count) {
@@ -58,6 +52,22 @@ std::string samples64(size_t count) {
     return bytes;
 }
 
+// The binary is the one named after the bundle, whatever else its folder holds, or a single
+// ".vst3" file; a VST 2 module is never tried as VST 3.
+TEST(Vst3Layouts, BinaryNamedAfterTheBundleOrASingleFile) {
+    Vst3Layouts layouts;
+    layouts.bundle("Two", TEST_VST3_PATH, "Other");
+    std::filesystem::copy_file(TEST_VST3_PATH, layouts / "Single.vst3");
+    for (const auto& [path, status] : std::vector<std::pair<std::string, int>>{
+             {layouts.bundle("Two", TEST_VST3_PATH), 0},
+             {layouts.bundle("Slash", TEST_VST3_PATH) + "/", 0},
+             {layouts / "Single.vst3", 0},
+             {layouts.bundle("Renamed", TEST_VST3_PATH, "Other"), 255},
+             {TEST_VST3_PATH, 255}})
+        EXPECT_EQ(runAdapter({"test", "--vst", path, "--vst-version", "3"}).exitStatus, status)
+            << path;
+}
+
 TEST(Vst3Process, UnityGainPassesSamplesUnchangedInSingleAndDoublePrecision) {
     struct Case {
         std::string words;
@@ -65,29 +75,32 @@ TEST(Vst3Process, UnityGainPassesSamplesUnchangedInSingleAndDoublePrecision) {
         std::string input;
         std::string setupLine;
     };
-    for (const auto& c :
-         std::vector<Case>{{"", {"--bits", "16"}, samples16(3000), "setupProcessing 2 0 512 44100"},
-                           {"double",
-                            {"--bits", "64", "--formattag", "3"},
-                            samples64(3000),
-                            "setupProcessing 2 1 512 44100"}}) {
+    // The side-chain bus stays inactive and silent.
+    for (const auto& c : std::vector<Case>{
+             {"", {"--bits", "16"}, evenSamples16(3000), "setupProcessing 2 0 512 44100"},
+             {"sidechain", {"--bits", "16"}, evenSamples16(3000), "setupProcessing 2 0 512 44100"},
+             {"double",
+              {"--bits", "64", "--formattag", "3"},
+              samples64(3000),
+              "setupProcessing 2 1 512 44100"}}) {
         std::vector<std::string> arguments{"--rate", "44100", "--channels", "2"};
         arguments.insert(arguments.end(), c.format.begin(), c.format.end());
         const auto [result, log] = run("process", arguments, c.words, c.input);
         ASSERT_EQ(result.exitStatus, 0) << result.err;
         // The plug-in's tail is silent, so nothing follows the processed samples.
         EXPECT_EQ(result.out, c.input) << c.words;
-        EXPECT_GT(testing_support::countLines(log, c.setupLine), 0) << c.words;
+        EXPECT_GT(std::ranges::count(log, c.setupLine), 0) << c.words;
         for (const auto& line : log)
             EXPECT_FALSE(line.starts_with("violation")) << line;
     }
 }
 
 TEST(Vst3Process, LatencyKnownOnlyOnceActiveReachesTheAudioReply) {
-    const std::string audio = samples16(1200);
+    const std::string audio = evenSamples16(1200);
     const auto [result, log] =
         run("process", {"--bits", "16", "--protocol", "chunked"}, "latency=480",
-            testing_support::formatMessage(48000, 2, 3, 2, 3) + testing_support::chunk(1, audio));
+            testing_support::chunk(3, testing_support::formatRecord(48000, 2, 3, 2, 3)) +
+                testing_support::chunk(1, audio));
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     // Format echo, samples, latency.
     ASSERT_EQ(result.out.size(), 20 + audio.size() + 4);
@@ -96,7 +109,7 @@ TEST(Vst3Process, LatencyKnownOnlyOnceActiveReachesTheAudioReply) {
 
 TEST(Vst3Settings, RecordsChangeTheSoundFromTheFirstBlock) {
     // Gain 0.25 is x 0.5, polarity on inverts; the polarity record is the file's last.
-    const std::string input = samples16(1024);
+    const std::string input = evenSamples16(1024);
     const auto [result, log] =
         run("process", {"--rate", "44100", "--channels", "1", "--bits", "16"}, "mono", input,
             testing_support::idValueRecords({{100, 0.25}, {7, 1.0}}));

@@ -10,6 +10,7 @@
 #include "pluginterfaces/vst/ivsteditcontroller.h"
 #include "pluginterfaces/vst/ivstparameterchanges.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -28,7 +29,7 @@ using namespace Steinberg::Vst;
 // What TEST_VST3 asked for, read when the module is entered; copied into each object.
 struct Options {
     bool mono = false, doublePrecision = false, controllerState = false, editor = false,
-         secondEffect = false;
+         secondEffect = false, sideChain = false;
     uint32 latency = 0;  // reported once active, as by plug-ins whose delay follows the set-up
     std::string logPath; // TEST_VST3_LOG
 };
@@ -107,20 +108,25 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
         return kResultTrue;
     }
     tresult PLUGIN_API setIoMode(IoMode) override { return kNotImplemented; }
-    int32 PLUGIN_API getBusCount(MediaType type, BusDirection) override {
-        return type == kAudio ? 1 : 0;
+    int32 PLUGIN_API getBusCount(MediaType type, BusDirection direction) override {
+        return type != kAudio ? 0 : direction == kInput && options.sideChain ? 2 : 1;
     }
+    // The side-chain is input bus 1: mono, auxiliary, inactive until activated.
     tresult PLUGIN_API getBusInfo(MediaType type, BusDirection direction, int32 index,
                                   BusInfo& bus) override {
-        bus = BusInfo{kAudio, direction, SpeakerArr::getChannelCount(arrangement),
-                      {},     kMain,     BusInfo::kDefaultActive};
-        return type == kAudio && index == 0 ? kResultOk : kInvalidArgument;
+        bus = index == 0 ? BusInfo{kAudio, direction, SpeakerArr::getChannelCount(arrangement),
+                                   {},     kMain,     BusInfo::kDefaultActive}
+                         : BusInfo{kAudio, direction, 1, {}, kAux, 0};
+        return type == kAudio && index < getBusCount(type, direction) ? kResultOk
+                                                                      : kInvalidArgument;
     }
     tresult PLUGIN_API getRoutingInfo(RoutingInfo&, RoutingInfo&) override {
         return kNotImplemented;
     }
-    tresult PLUGIN_API activateBus(MediaType, BusDirection, int32, TBool) override {
+    tresult PLUGIN_API activateBus(MediaType, BusDirection direction, int32 index,
+                                   TBool state) override {
         check(!active, "activateBus while active");
+        sideChainActive = direction == kInput && index == 1 ? state != 0 : sideChainActive;
         return kResultOk;
     }
     tresult PLUGIN_API setActive(TBool state) override {
@@ -137,15 +143,16 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
     tresult PLUGIN_API setBusArrangements(SpeakerArrangement* inputs, int32 numIns,
                                           SpeakerArrangement* outputs, int32 numOuts) override {
         check(!active, "setBusArrangements while active");
-        if (numIns != 1 || numOuts != 1 || inputs[0] != outputs[0])
+        if (numIns != getBusCount(kAudio, kInput) || numOuts != 1 || inputs[0] != outputs[0] ||
+            (numIns == 2 && inputs[1] != SpeakerArr::kMono))
             return kResultFalse;
         arrangement = inputs[0];
         return kResultTrue;
     }
-    tresult PLUGIN_API getBusArrangement(BusDirection, int32 index,
+    tresult PLUGIN_API getBusArrangement(BusDirection direction, int32 index,
                                          SpeakerArrangement& result) override {
-        result = arrangement;
-        return index == 0 ? kResultOk : kInvalidArgument;
+        result = index == 0 ? arrangement : SpeakerArr::kMono;
+        return index < getBusCount(kAudio, direction) ? kResultOk : kInvalidArgument;
     }
     tresult PLUGIN_API canProcessSampleSize(int32 size) override {
         return size == kSample32 || (size == kSample64 && options.doublePrecision)
@@ -170,6 +177,7 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
     tresult PLUGIN_API process(ProcessData& data) override {
         check(processing, "process while not processing");
         check(data.symbolicSampleSize == sampleSize, "process with another sample size");
+        check(!sideChainActive, "process with the side-chain active");
         applyChanges(data.inputParameterChanges);
         if (data.numInputs >= 1 && data.numOutputs >= 1 && data.symbolicSampleSize == kSample64)
             render<double>(data);
@@ -205,20 +213,27 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
             *values.find(bypassId) >= 0.5
                 ? 1.0
                 : 2.0 * *values.find(gainId) * (*values.find(polarityId) >= 0.5 ? -1.0 : 1.0);
+        // A side-chain is added in, then scribbled over: a host must lay down silence each block.
+        Sample* side = data.numInputs > 1
+                           ? reinterpret_cast<Sample**>(data.inputs[1].channelBuffers32)[0]
+                           : nullptr;
         for (int32 channel = 0; channel < data.outputs[0].numChannels; ++channel) {
             auto* target = reinterpret_cast<Sample**>(data.outputs[0].channelBuffers32)[channel];
             const auto* source =
                 reinterpret_cast<Sample**>(data.inputs[0].channelBuffers32)[channel];
             for (int32 frame = 0; frame < data.numSamples; ++frame)
-                target[frame] = static_cast<Sample>(source[frame] * factor);
+                target[frame] =
+                    static_cast<Sample>(source[frame] * factor + (side ? side[frame] : 0));
         }
+        if (side != nullptr)
+            std::fill_n(side, data.numSamples, Sample(0.5));
     }
 
     Options options;
     test_effect::CallLog log;
     Values values;
     SpeakerArrangement arrangement = options.mono ? SpeakerArr::kMono : SpeakerArr::kStereo;
-    bool active = false, processing = false;
+    bool active = false, processing = false, sideChainActive = false;
     int32 sampleSize = kSample32;
 };
 
@@ -390,6 +405,7 @@ Options optionsFromEnvironment() {
                      : word == "controller-state" ? &options.controllerState
                      : word == "editor"           ? &options.editor
                      : word == "second-effect"    ? &options.secondEffect
+                     : word == "sidechain"        ? &options.sideChain
                                                   : nullptr;
         if (flag != nullptr)
             *flag = true;
