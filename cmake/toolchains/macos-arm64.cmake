@@ -27,6 +27,13 @@ foreach(language C CXX OBJCXX)
   set(CMAKE_${language}_COMPILER_TARGET ${triple})
 endforeach()
 
+# C++ against the SDK's own libc++ headers, which match the Mac's C++ library and carry its
+# availability marks. Without this, clang puts LLVM's libc++ headers (Debian's libc++-19-dev)
+# ahead of them whenever they are installed.
+set(sdk_cxx_flags "-nostdinc++ -isystem \"${CMAKE_OSX_SYSROOT}/usr/include/c++/v1\"")
+set(CMAKE_CXX_FLAGS_INIT "${sdk_cxx_flags}")
+set(CMAKE_OBJCXX_FLAGS_INIT "${sdk_cxx_flags}")
+
 # GNU ar cannot index Mach-O objects; the LLVM tools can.
 find_program(CMAKE_AR llvm-ar${VST_ADAPTER_LLVM_SUFFIX} REQUIRED)
 find_program(CMAKE_RANLIB llvm-ranlib${VST_ADAPTER_LLVM_SUFFIX} REQUIRED)

@@ -104,6 +104,12 @@ INSTANTIATE_TEST_SUITE_P(
                  "VST crashed with SIGSEGV (stage: loading)\n"},
         LoadCase{"ParamsListsNameValueDisplayLabel", paramsCommand, "params=2", 0,
                  "0\tGain\t1\t1.000\tx\n1\tParam1\t0\t0.000\t\n"},
+        // A real plug-in's values need all the digits that read back as the same float.
+        LoadCase{"ParamsWriteShortestExactValues",
+                 {"params", "--vst", "/usr/lib/vst/ZaMaximX2-vst.so"},
+                 "",
+                 0,
+                 "0\tRelease\t0.24242425\t25.000000\tms\n1\tOutput Ceiling\t1\t"},
         LoadCase{"HasEditorWithParametersOnly", hasEditor, "params=3", 0, ""},
         LoadCase{"HasEditorWithEditorOnly", hasEditor, "no-params,editor", 0, ""},
         LoadCase{"HasEditorWithNeither", hasEditor, "no-params", 255, ""},
