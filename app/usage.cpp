@@ -23,6 +23,11 @@ Commands:
   configure-live   as configure, while chunked audio from the input feeds the plug-in
   scan             list the plug-ins under --vst folders (repeatable) as JSON lines, each
                    examined in a child; --cache FILE, --timeout SECONDS (10), --jobs N (cores)
+  validate         run checks on the --vst plug-in (or every one in a folder), each in a child,
+                   and report JSON on standard output and a table on standard error;
+                   --checks ID,... (load, info, process, block-size, determinism, latency,
+                   tail, state, parameters, speed, reopen, suspend-resume), --level 1|2|3 (2),
+                   --timeout SECONDS per check, --junit FILE
   --help           this text
   --version        the program's version
 
