@@ -23,7 +23,7 @@ std::string askText(const PluginHost& host, int32_t opcode) {
 
 const char* categoryName(intptr_t category) {
     static constexpr std::array<const char*, 12> names = {
-        "Unknown", "Effect",     "Synth",       "Analysis",       "Mastering", "Spacializer",
+        "Unknown", "Effect",     "Synth",       "Analysis",       "Mastering", "Spatial",
         "RoomFx",  "SurroundFx", "Restoration", "OfflineProcess", "Shell",     "Generator"};
     return category >= 0 && category < static_cast<intptr_t>(names.size())
                ? names[static_cast<size_t>(category)]

@@ -184,3 +184,15 @@ def test_bad_input_raises_a_clear_error(monkeypatch, words, path, call, failure,
     with pytest.raises(failure, match=message):
         call(plugin)
     plugin.close()
+
+
+def test_scan_and_validate_report_as_data(tmp_path):
+    shutil.copy(TEST_EFFECT, tmp_path / "good.so")
+    (tmp_path / "notes.so").write_text("not a plug-in")
+    found = va.scan(tmp_path, timeout=5)
+    assert [(Path(p["path"]).name, p["status"]) for p in found] == [("good.so", "ok"), ("notes.so", "failed")]
+    assert found[0]["name"] == "Test Effect"
+    report = va.validate(tmp_path / "good.so", checks=["info", "determinism"], level=1)
+    assert report["passed"] and [c["id"] for c in report["checks"]] == ["info", "determinism"]
+    with pytest.raises(va.PluginError):
+        va.scan(tmp_path / "missing")

@@ -5,6 +5,7 @@ from vst_adapter.commands import (Parameter, Pin, configure, find_binary, has_ed
 from vst_adapter.errors import PluginError, PluginTimeout
 from vst_adapter.parameter_map import ParameterMap, PluginParameter
 from vst_adapter.plugin import Plugin, load_plugin
+from vst_adapter.reports import scan, validate
 from vst_adapter.samples import WORKER_BLOCK_FRAMES
 
 __all__ = [
@@ -22,5 +23,7 @@ __all__ = [
     "info",
     "load_plugin",
     "parameters",
+    "scan",
     "test",
+    "validate",
 ]
