@@ -30,7 +30,16 @@ CheckResult runTailCheck(const CheckTarget& target) {
                        "still sounding after " + std::to_string(listen) + " frames of silence",
                        figures);
     // One block of slack: a plug-in's own buffering may round its tail up to a block.
-    if (measured > allowed + Plugin::blockFrames)
+    const bool beyond = measured > allowed + Plugin::blockFrames;
+    // A plug-in that reports no length promised nothing: that it sounds longer than a host's
+    // default is worth knowing, not a broken promise.
+    if (beyond && reported == 0)
+        return verdict(CheckStatus::warn,
+                       "reports no tail length and sounds for " + std::to_string(measured) +
+                           " frames after the input stops; hosts render " +
+                           std::to_string(allowed) + " by default",
+                       figures);
+    if (beyond)
         return verdict(CheckStatus::fail,
                        "sounds for " + std::to_string(measured) +
                            " frames after the input stops, "

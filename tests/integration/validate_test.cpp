@@ -50,7 +50,7 @@ const FaultCase faultCases[] = {
     {"denormal", {"process"}},
     {"block-dependent", {"block-size"}},
     {"delay=64,latency=0", {"latency"}},
-    {"echo=8000", {"tail"}},
+    {"echo=2000,tail=1", {"tail"}},
     {"chunks,params=3,chunk-ignored", {"state"}},
     {"params=3,nan-at-max", {"parameters"}},
     {"slow", {"speed"}},
