@@ -11,10 +11,14 @@ Audio freshOutput(const CheckTarget& target, uint32_t seed) {
     return plugin->process(noise(plugin->inputs(), measurementFrames(target.level), seed));
 }
 
-CheckResult compared(const Audio& fresh, const Audio& restarted, const std::string& how) {
+// `lenient`: a difference is worth a warning, not a failure.
+CheckResult compared(const Audio& fresh, const Audio& restarted, const std::string& how,
+                     bool lenient = false) {
     const double db = differenceDb(fresh, restarted);
     const nlohmann::json figures = {{"difference_db", decibelFigure(db)}};
-    const CheckStatus status = sameOutputStatus(db);
+    CheckStatus status = sameOutputStatus(db);
+    if (lenient && status == CheckStatus::fail)
+        status = CheckStatus::warn;
     if (status == CheckStatus::pass)
         return verdict(status, how + " sounds as a fresh instance", figures);
     return verdict(status, how + " differs from a fresh instance by " + decibelText(db), figures);
@@ -43,5 +47,8 @@ CheckResult runSuspendResumeCheck(const CheckTarget& target) {
     plugin->plugin().resume();
     return compared(fresh,
                     plugin->process(noise(plugin->inputs(), measurementFrames(target.level), 43)),
-                    "an instance suspended and resumed");
+                    "an instance suspended and resumed",
+                    // Resuming is no promise to forget: many plug-ins keep their delay lines and
+                    // envelopes, which a host hears after every reconfiguration.
+                    true);
 }

@@ -18,7 +18,7 @@ using testing_support::runAdapter;
 struct Outcome {
     testing_support::ChildResult result;
     nlohmann::json report;
-    std::set<std::string> failed;
+    std::set<std::string> failed, warned;
 };
 
 Outcome validate(const std::string& path, const std::string& words,
@@ -32,18 +32,21 @@ Outcome validate(const std::string& path, const std::string& words,
     options.timeoutSeconds = 120;
     std::vector<std::string> arguments = {"validate", "--vst", path, "--level", "1"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    Outcome outcome{runAdapter(arguments, options), {}, {}};
+    Outcome outcome{runAdapter(arguments, options), {}, {}, {}};
     outcome.report = nlohmann::json::parse(outcome.result.out, nullptr, false);
     if (outcome.report.is_object())
-        for (const auto& check : outcome.report["checks"])
-            if (check["status"] == "fail")
-                outcome.failed.insert(check["id"].get<std::string>());
+        for (const auto& check : outcome.report["checks"]) {
+            const std::string id = check["id"], status = check["status"];
+            if (status == "fail" || status == "warn")
+                (status == "fail" ? outcome.failed : outcome.warned).insert(id);
+        }
     return outcome;
 }
 
 struct FaultCase {
     const char* words;
     std::set<std::string> failing;
+    const char* warns = ""; // a check that must warn
 };
 
 // The test effect's fault words, and exactly the checks each must fail.
@@ -58,10 +61,10 @@ const FaultCase faultCases[] = {
     {"chunks,params=3,chunk-ignored", {"state"}},
     {"params=3,nan-at-max", {"parameters"}},
     {"slow", {"speed"}},
-    {"delay=64,keep-on-resume", {"suspend-resume"}},
+    {"delay=64,keep-on-resume", {}, "suspend-resume"},
     // Each instance adds its own offset: every check that compares instances says so, and a
     // later instance given silence is heard.
-    {"unseeded", {"determinism", "process", "block-size", "state", "reopen", "suspend-resume"}},
+    {"unseeded", {"determinism", "process", "block-size", "state", "reopen"}},
     {"crash-at=process",
      {"load", "process", "block-size", "determinism", "latency", "tail", "state", "parameters",
       "speed", "reopen", "suspend-resume"}},
@@ -72,6 +75,9 @@ TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
         const Outcome outcome = validate(TEST_EFFECT_PATH, fault.words);
         ASSERT_TRUE(outcome.report.is_object()) << fault.words << ": " << outcome.result.err;
         EXPECT_EQ(outcome.failed, fault.failing) << fault.words << "\n" << outcome.result.err;
+        if (*fault.warns != '\0') {
+            EXPECT_EQ(outcome.warned.count(fault.warns), 1u) << fault.words << " " << fault.warns;
+        }
         EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
         EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
     }
