@@ -46,6 +46,13 @@ Audio joined(const Audio& first, const Audio& second) {
     return audio;
 }
 
+Audio from(const Audio& audio, uint32_t frame) {
+    Audio rest;
+    for (const auto& channel : audio)
+        rest.emplace_back(channel.begin() + std::min<size_t>(frame, channel.size()), channel.end());
+    return rest;
+}
+
 uint32_t frameCount(const Audio& audio) {
     return audio.empty() ? 0 : static_cast<uint32_t>(audio.front().size());
 }

@@ -14,6 +14,8 @@ Audio impulses(uint32_t channels, uint32_t frames, uint32_t spacing);
 // A full-scale sine of `cyclesPerFrame` (0..0.5).
 Audio fullScaleSine(uint32_t channels, uint32_t frames, double cyclesPerFrame);
 Audio joined(const Audio& first, const Audio& second);
+// The frames from `frame` on.
+Audio from(const Audio& audio, uint32_t frame);
 
 uint32_t frameCount(const Audio& audio);
 // NaN or infinity anywhere.
