@@ -54,20 +54,35 @@ std::vector<std::string> pluginsAt(const std::string& path) {
     return paths;
 }
 
+// One child of the runner, `check` being a check's id or the identity word, run to its end.
+scan::ChildOutcome runChild(const std::string& program, const std::vector<std::string>& common,
+                            std::string_view check, int timeout) {
+    std::vector<std::string> arguments = {std::string(validateChildWord)};
+    arguments.insert(arguments.end(), common.begin(), common.end());
+    arguments.insert(arguments.end(), {"--check", std::string(check)});
+    scan::ChildProcesses child(program);
+    child.start(0, arguments, timeout);
+    return child.waitForSome().front().second;
+}
+
+// The object a child that ended well printed on its first line; null otherwise.
+nlohmann::json answerOf(const scan::ChildOutcome& outcome) {
+    if (outcome.end != scan::ChildOutcome::End::exited || outcome.code != 0)
+        return nullptr;
+    auto parsed =
+        nlohmann::json::parse(outcome.out.substr(0, outcome.out.find('\n')), nullptr, false);
+    return parsed.is_object() ? parsed : nlohmann::json(nullptr);
+}
+
 // The child's verdict from how it ended.
 nlohmann::json resultOf(const Check& check, const scan::ChildOutcome& outcome, int timeout) {
-    if (outcome.end == scan::ChildOutcome::End::exited && outcome.code == 0) {
-        const auto line = outcome.out.substr(0, outcome.out.find('\n'));
-        nlohmann::json parsed = nlohmann::json::parse(line, nullptr, false);
-        if (parsed.is_object() && parsed.value("id", "") == check.id)
-            return parsed;
-    }
+    if (nlohmann::json answer = answerOf(outcome);
+        answer.is_object() && answer.value("id", "") == check.id)
+        return answer;
     // The last thing the child said names the stage it died in.
     std::string said = outcome.err;
-    while (!said.empty() && (said.back() == '\n' || said.back() == '\r'))
-        said.pop_back();
-    said =
-        said.substr(said.find_last_of('\n') == std::string::npos ? 0 : said.find_last_of('\n') + 1);
+    said.erase(said.find_last_not_of("\r\n") + 1);
+    said.erase(0, said.find_last_of('\n') + 1);
     std::string message;
     switch (outcome.end) {
     case scan::ChildOutcome::End::timedOut:
@@ -84,29 +99,6 @@ nlohmann::json resultOf(const Check& check, const scan::ChildOutcome& outcome, i
         message += ": " + said;
     return {
         {"id", check.id}, {"status", "fail"}, {"message", message}, {"seconds", outcome.seconds}};
-}
-
-// Kind and name from a child of their own; empty when the plug-in cannot be opened (every
-// check then says why).
-ValidationReport identifyPlugin(const std::string& program, const std::vector<std::string>& common,
-                                const std::string& plugin) {
-    ValidationReport report;
-    report.plugin = plugin;
-    scan::ChildProcesses child(program);
-    std::vector<std::string> arguments = {std::string(validateChildWord)};
-    arguments.insert(arguments.end(), common.begin(), common.end());
-    arguments.insert(arguments.end(), {"--check", std::string(identityWord)});
-    child.start(0, arguments, defaultSeconds[1]);
-    for (const auto& [tag, outcome] : child.waitForSome()) {
-        const auto parsed =
-            nlohmann::json::parse(outcome.out.substr(0, outcome.out.find('\n')), nullptr, false);
-        if (outcome.end == scan::ChildOutcome::End::exited && outcome.code == 0 &&
-            parsed.is_object()) {
-            report.kind = parsed.value("kind", "");
-            report.name = parsed.value("name", "");
-        }
-    }
-    return report;
 }
 
 } // namespace
@@ -140,18 +132,18 @@ int runValidateCommand(int argc, const char* const* argv) {
         std::vector<std::string> common = {"--vst", plugin, "--level", std::to_string(level)};
         if (version)
             common.insert(common.end(), {"--vst-version", *version});
-        ValidationReport report = identifyPlugin(program, common, plugin);
-        // One child at a time: checks measure time and memory, which other children would skew.
-        scan::ChildProcesses children(program);
-        for (size_t index = 0; index < checks.size(); ++index) {
-            std::vector<std::string> childArguments = {std::string(validateChildWord)};
-            childArguments.insert(childArguments.end(), common.begin(), common.end());
-            childArguments.insert(childArguments.end(),
-                                  {"--check", std::string(checks[index]->id)});
-            children.start(index, childArguments, timeout);
-            for (auto& [tag, outcome] : children.waitForSome())
-                report.checks.push_back(resultOf(*checks[tag], outcome, timeout));
+        // Kind and name from a child of their own; empty when the plug-in cannot be opened
+        // (every check then says why).
+        ValidationReport report{plugin, "", "", {}};
+        if (const auto identity = answerOf(runChild(program, common, identityWord, timeout));
+            identity.is_object()) {
+            report.kind = identity.value("kind", "");
+            report.name = identity.value("name", "");
         }
+        // One child at a time: checks measure time and memory, which other children would skew.
+        for (const Check* check : checks)
+            report.checks.push_back(
+                resultOf(*check, runChild(program, common, check->id, timeout), timeout));
         passed = report.passed() && passed;
         printTable(report);
         std::string line =

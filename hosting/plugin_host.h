@@ -95,6 +95,8 @@ class PluginHost final : public Plugin {
     // All arguments default to zero, as the plug-in expects for calls that take none.
     intptr_t dispatch(int32_t opcode, int32_t index = 0, intptr_t value = 0, void* ptr = nullptr,
                       float opt = 0.0f) const;
+    // The text an opcode writes into the buffer it is given (names, labels, vendor).
+    std::string dispatchText(int32_t opcode, int32_t index = 0) const;
     VstPluginMainProc entryPoint() const { return loaded.entryPoint; }
     const std::shared_ptr<ModuleLibrary>& library() const { return loaded.library; }
     const std::shared_ptr<Vst3Module>& vst3Module() const { return loaded.vst3Module; }
@@ -175,7 +177,6 @@ class PluginHost final : public Plugin {
     };
 
     bool applyFormat(StreamFormat& format);
-    std::string parameterText(int32_t opcode, int32_t index) const;
     // Around loading settings into the plug-in: its size before, then an idle pass and a watch
     // over the next idle steps for a size change the new settings cause. Nothing while closed.
     void rememberEditorSize();

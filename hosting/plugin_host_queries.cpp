@@ -9,8 +9,8 @@
 
 namespace {
 
-// Plug-ins often write past the 8 bytes the interface allows for parameter texts; give them room
-// and read up to the first zero byte, or the whole buffer if they leave none.
+// Plug-ins often write past the lengths the interface allows for texts; give them room and read
+// up to the first zero byte, or the whole buffer if they leave none.
 constexpr size_t textBufferBytes = 256;
 
 } // namespace
@@ -41,22 +41,22 @@ uint32_t PluginHost::parameterNumber(int32_t index) const {
     return loaded.kind ? loaded.kind->parameterNumber(index) : static_cast<uint32_t>(index);
 }
 
-std::string PluginHost::parameterText(int32_t opcode, int32_t index) const {
+std::string PluginHost::dispatchText(int32_t opcode, int32_t index) const {
     std::array<char, textBufferBytes> buffer{};
     dispatch(opcode, index, 0, buffer.data());
     return std::string(buffer.data(), std::find(buffer.begin(), buffer.end(), '\0'));
 }
 
 std::string PluginHost::parameterName(int32_t index) const {
-    return parameterText(effGetParamName, index);
+    return dispatchText(effGetParamName, index);
 }
 
 std::string PluginHost::parameterDisplay(int32_t index) const {
-    return parameterText(effGetParamDisplay, index);
+    return dispatchText(effGetParamDisplay, index);
 }
 
 std::string PluginHost::parameterUnit(int32_t index) const {
-    return parameterText(effGetParamLabel, index);
+    return dispatchText(effGetParamLabel, index);
 }
 
 float PluginHost::parameterValue(int32_t index) const {

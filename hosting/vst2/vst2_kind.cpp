@@ -13,14 +13,6 @@ bool keepsChunk(const AEffect& effect) {
     return (effect.flags & effFlagsProgramChunks) != 0;
 }
 
-// Plug-ins often write past the length the interface allows: give them room and read up to the
-// first zero byte, or the whole buffer if they leave none.
-std::string askText(const PluginHost& host, int32_t opcode) {
-    std::array<char, 256> buffer{};
-    host.dispatch(opcode, 0, 0, buffer.data());
-    return std::string(buffer.data(), std::find(buffer.begin(), buffer.end(), '\0'));
-}
-
 const char* categoryName(intptr_t category) {
     static constexpr std::array<const char*, 12> names = {
         "Unknown", "Effect",     "Synth",       "Analysis",       "Mastering", "Spatial",
@@ -75,10 +67,10 @@ PluginIdentity Vst2Kind::identity(const PluginHost& host) const {
     const AEffect* effect = host.effect();
     if (effect == nullptr)
         return identity;
-    identity.name = askText(host, effGetEffectName);
+    identity.name = host.dispatchText(effGetEffectName);
     if (identity.name.empty())
-        identity.name = askText(host, effGetProductString);
-    identity.vendor = askText(host, effGetVendorString);
+        identity.name = host.dispatchText(effGetProductString);
+    identity.vendor = host.dispatchText(effGetVendorString);
     const intptr_t version = host.dispatch(effGetVendorVersion);
     identity.version = std::to_string(version != 0 ? version : effect->version);
     identity.id = std::to_string(effect->uniqueID);
