@@ -4,7 +4,9 @@
 #include "checks/check.h"
 #include "checks/check_common.h"
 #include "hosting/plugin_stage.h"
+#include "scan/child_processes.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <new>
@@ -41,6 +43,22 @@ nlohmann::json identify(const CheckTarget& target) {
             {"name", identity.name}};
 }
 
+// Runs `program` to its end within `seconds`, as a check's helper.
+HelperRun helperRunner(std::string program, int seconds) {
+    return [program = std::move(program), seconds](const std::vector<std::string>& arguments) {
+        scan::ChildProcesses child(program);
+        child.start(0, arguments, seconds);
+        const scan::ChildOutcome outcome = child.waitForSome().front().second;
+        HelperOutcome ended{outcome.end == scan::ChildOutcome::End::exited, outcome.code, "",
+                            outcome.out, outcome.err};
+        if (outcome.end == scan::ChildOutcome::End::signalled)
+            ended.ending = "crashed with " + scan::signalName(outcome.code);
+        else if (outcome.end == scan::ChildOutcome::End::timedOut)
+            ended.ending = "hung (no end within " + std::to_string(seconds) + " s)";
+        return ended;
+    };
+}
+
 } // namespace
 
 bool runValidateChild(VSTGlobals& globals) {
@@ -50,7 +68,11 @@ bool runValidateChild(VSTGlobals& globals) {
     if (!path || (check == nullptr && (!id || *id != identityWord)))
         throw std::runtime_error("validate-check needs --vst and a known --check");
     CheckTarget target{*path, getIntOption(globals.arguments, "--vst-version"),
-                       getIntOption(globals.arguments, "--level")};
+                       getIntOption(globals.arguments, "--level"), {}};
+    if (const auto probe = findArgument(globals.arguments, "--realtime-probe"))
+        // Two probe runs fit in the check's own time limit, with room to report.
+        target.runRealtimeProbe =
+            helperRunner(*probe, std::max(getIntOption(globals.arguments, "--timeout") / 3, 1));
     const nlohmann::json result = check ? runOne(*check, target) : identify(target);
     const std::string line =
         result.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";

@@ -101,6 +101,19 @@ nlohmann::json resultOf(const Check& check, const scan::ChildOutcome& outcome, i
         {"id", check.id}, {"status", "fail"}, {"message", message}, {"seconds", outcome.seconds}};
 }
 
+// The realtime-safety check's helper: next to the program in a build tree, in the package's
+// helper folder once installed; empty when this build has none.
+std::string realtimeProbeBeside(const std::string& program) {
+    const std::filesystem::path folder = std::filesystem::path(program).parent_path();
+    for (const auto& candidate :
+         {folder / realtimeProbeName, folder / ".." / "lib" / "vst-adapter" / realtimeProbeName}) {
+        std::error_code error;
+        if (std::filesystem::is_regular_file(candidate, error))
+            return candidate.lexically_normal().string();
+    }
+    return "";
+}
+
 } // namespace
 
 bool isValidateWord(std::string_view command) {
@@ -125,13 +138,17 @@ int runValidateCommand(int argc, const char* const* argv) {
     const std::vector<const Check*> checks = selectedChecks(arguments);
     const std::vector<std::string> plugins = pluginsAt(*path);
     const std::string program = scan::ownExecutable(argv[0]);
+    const std::string realtimeProbe = realtimeProbeBeside(program);
 
     bool passed = true;
     std::vector<ValidationReport> reports;
     for (const std::string& plugin : plugins) {
-        std::vector<std::string> common = {"--vst", plugin, "--level", std::to_string(level)};
+        std::vector<std::string> common = {"--vst", plugin, "--level", std::to_string(level),
+                                           "--timeout", std::to_string(timeout)};
         if (version)
             common.insert(common.end(), {"--vst-version", *version});
+        if (!realtimeProbe.empty())
+            common.insert(common.end(), {"--realtime-probe", realtimeProbe});
         // Kind and name from a child of their own; empty when the plug-in cannot be opened
         // (every check then says why).
         ValidationReport report{plugin, "", "", {}};

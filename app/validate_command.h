@@ -15,3 +15,5 @@ inline constexpr std::string_view validateChildWord = "validate-check";
 // The child's `--check` that reports who the plug-in is instead of a check.
 inline constexpr std::string_view identityWord = "identity";
 bool runValidateChild(VSTGlobals& globals);
+// The realtime-safety check's helper program (app/realtime_probe_main.cpp).
+inline constexpr std::string_view realtimeProbeName = "vst-adapter-realtime-probe";

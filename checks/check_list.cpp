@@ -20,6 +20,8 @@ constexpr std::array checks = {
     Check{"speed", "real-time factor at 44.1 kHz in 512-frame blocks", runSpeedCheck},
     Check{"reopen", "an instance opened again sounds as a fresh one", runReopenCheck},
     Check{"suspend-resume", "suspending and resuming starts afresh", runSuspendResumeCheck},
+    Check{"realtime-safety", "no allocation, lock or blocking call inside the process call",
+          runRealtimeSafetyCheck},
 };
 
 } // namespace

@@ -15,3 +15,4 @@ CheckResult runParametersCheck(const CheckTarget& target);
 CheckResult runSpeedCheck(const CheckTarget& target);
 CheckResult runReopenCheck(const CheckTarget& target);
 CheckResult runSuspendResumeCheck(const CheckTarget& target);
+CheckResult runRealtimeSafetyCheck(const CheckTarget& target);

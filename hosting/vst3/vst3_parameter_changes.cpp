@@ -3,6 +3,7 @@
 #include "hosting/vst3/vst3_com.h"
 
 #include <algorithm>
+#include <thread>
 
 using namespace Steinberg;
 using namespace Steinberg::Vst;
@@ -92,8 +93,32 @@ tresult PLUGIN_API Vst3ParameterChanges::queryInterface(const TUID iid, void** o
     return vst3_com::refuse(object);
 }
 
+// The flag held for a scope: waited for (writers) or only tried (the processing side).
+class Vst3PendingChanges::Hold {
+  public:
+    enum class Wait { yes, no };
+    Hold(std::atomic_flag& flag, Wait wait) : flag(flag) {
+        taken = !flag.test_and_set(std::memory_order_acquire);
+        while (!taken && wait == Wait::yes) {
+            std::this_thread::yield();
+            taken = !flag.test_and_set(std::memory_order_acquire);
+        }
+    }
+    ~Hold() {
+        if (taken)
+            flag.clear(std::memory_order_release);
+    }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+    bool owns() const { return taken; }
+
+  private:
+    std::atomic_flag& flag;
+    bool taken = false;
+};
+
 void Vst3PendingChanges::push(ParamID id, ParamValue value) {
-    const std::lock_guard lock(mutex);
+    const Hold hold(held, Hold::Wait::yes);
     for (auto& entry : values) {
         if (entry.first == id) {
             entry.second = value;
@@ -104,7 +129,7 @@ void Vst3PendingChanges::push(ParamID id, ParamValue value) {
 }
 
 std::optional<ParamValue> Vst3PendingChanges::latest(ParamID id) const {
-    const std::lock_guard lock(mutex);
+    const Hold hold(held, Hold::Wait::yes);
     for (const auto& entry : values)
         if (entry.first == id)
             return entry.second;
@@ -112,13 +137,13 @@ std::optional<ParamValue> Vst3PendingChanges::latest(ParamID id) const {
 }
 
 void Vst3PendingChanges::clear() {
-    const std::lock_guard lock(mutex);
+    const Hold hold(held, Hold::Wait::yes);
     values.clear();
 }
 
 void Vst3PendingChanges::moveInto(Vst3ParameterChanges& changes) {
-    const std::unique_lock lock(mutex, std::try_to_lock);
-    if (!lock.owns_lock())
+    const Hold hold(held, Hold::Wait::no);
+    if (!hold.owns())
         return;
     size_t moved = 0;
     while (moved < values.size() && changes.add(values[moved].first, values[moved].second))
@@ -127,8 +152,8 @@ void Vst3PendingChanges::moveInto(Vst3ParameterChanges& changes) {
 }
 
 void Vst3PendingChanges::copyInto(Vst3ParameterChanges& changes) {
-    const std::unique_lock lock(mutex, std::try_to_lock);
-    if (!lock.owns_lock())
+    const Hold hold(held, Hold::Wait::no);
+    if (!hold.owns())
         return;
     for (const auto& [id, value] : values)
         if (!changes.add(id, value))
@@ -136,7 +161,7 @@ void Vst3PendingChanges::copyInto(Vst3ParameterChanges& changes) {
 }
 
 bool Vst3PendingChanges::empty() const {
-    const std::lock_guard lock(mutex);
+    const Hold hold(held, Hold::Wait::yes);
     return values.empty();
 }
 

@@ -3,7 +3,6 @@
 #include "pluginterfaces/vst/ivstparameterchanges.h"
 
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -72,8 +71,9 @@ class Vst3ParameterChanges final : public Steinberg::Vst::IParameterChanges {
 
 // Values set on the main or UI thread (host edits, the controller's own edits, settings)
 // waiting for the next block. Repeats of one id are merged: only the newest value counts.
-// Writers lock; the processing side only tries, and leaves everything for the next block when
-// a writer holds the lock.
+// Writers wait for the flag; the processing side only tries, and leaves everything for the
+// next block when a writer holds it. A flag, not a mutex: the processing side must not enter
+// the system's locking at all, a try included.
 class Vst3PendingChanges {
   public:
     void push(Steinberg::Vst::ParamID id, Steinberg::Vst::ParamValue value);
@@ -88,7 +88,8 @@ class Vst3PendingChanges {
     bool empty() const;
 
   private:
-    mutable std::mutex mutex;
+    class Hold;
+    mutable std::atomic_flag held;
     std::vector<std::pair<Steinberg::Vst::ParamID, Steinberg::Vst::ParamValue>> values;
 };
 

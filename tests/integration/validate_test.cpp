@@ -22,9 +22,9 @@ struct Outcome {
 };
 
 Outcome validate(const std::string& path, const std::string& words,
-                 std::vector<std::string> more = {}) {
+                 std::vector<std::string> more = {}, const char* wordsVariable = "TEST_EFFECT") {
     testing_support::ChildOptions options;
-    options.environment["TEST_EFFECT"] = words;
+    options.environment[wordsVariable] = words;
     options.environment["DISPLAY"] = std::nullopt;
     // A crashing plug-in must die by its signal, also under AddressSanitizer.
     const char* asan = std::getenv("ASAN_OPTIONS");
@@ -47,7 +47,15 @@ struct FaultCase {
     const char* words;
     std::set<std::string> failing;
     const char* warns = ""; // a check that must warn
+    const char* says = "";  // words the failing or warning check's message must hold
 };
+
+std::string messages(const nlohmann::json& report) {
+    std::string all;
+    for (const auto& check : report["checks"])
+        all += check["message"].get<std::string>() + "\n";
+    return all;
+}
 
 // The test effect's fault words, and exactly the checks each must fail.
 const FaultCase faultCases[] = {
@@ -62,12 +70,17 @@ const FaultCase faultCases[] = {
     {"params=3,nan-at-max", {"parameters"}},
     {"slow", {"speed"}},
     {"delay=64,keep-on-resume", {}, "suspend-resume"},
+    {"allocate", {"realtime-safety"}, "", "`malloc` from breakRealtimeRules"},
+    {"allocate-at-start", {}, "realtime-safety", "in the first 16 process calls only"},
+    {"lock", {"realtime-safety"}, "", "`pthread_mutex_lock` from"},
+    {"sleep", {"realtime-safety"}, "", "`nanosleep` from"},
+    {"file-io", {"realtime-safety"}, "", "`read` from breakRealtimeRules"},
     // Each instance adds its own offset: every check that compares instances says so, and a
     // later instance given silence is heard.
     {"unseeded", {"determinism", "process", "block-size", "state", "reopen"}},
     {"crash-at=process",
      {"load", "process", "block-size", "determinism", "latency", "tail", "state", "parameters",
-      "speed", "reopen", "suspend-resume"}},
+      "speed", "reopen", "suspend-resume", "realtime-safety"}},
 };
 
 TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
@@ -78,6 +91,8 @@ TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
         if (*fault.warns != '\0') {
             EXPECT_EQ(outcome.warned.count(fault.warns), 1u) << fault.words << " " << fault.warns;
         }
+        EXPECT_NE(messages(outcome.report).find(fault.says), std::string::npos)
+            << fault.words << "\n" << messages(outcome.report);
         EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
         EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
     }
@@ -90,6 +105,13 @@ TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
     EXPECT_EQ(clean.report["kind"], "vst3");
     EXPECT_EQ(clean.report["name"], "Test VST3 Gain");
     EXPECT_TRUE(clean.failed.empty()) << clean.result.err;
+    // The bridge's own processing is clean: what is caught is the plug-in's.
+    const Outcome allocating = validate(layouts.bundle("Gain", TEST_VST3_PATH), "allocate",
+                                        {"--checks", "realtime-safety"}, "TEST_VST3");
+    EXPECT_EQ(allocating.failed, std::set<std::string>{"realtime-safety"});
+    EXPECT_NE(messages(allocating.report).find("`malloc` from (anonymous namespace)::Component::process"),
+              std::string::npos)
+        << messages(allocating.report);
 
     // A crash names its signal; a subset runs only what it names, and JUnit says the same.
     const std::string junit = layouts / "report.xml";

@@ -16,6 +16,8 @@ class CallLog {
     // Opens, appends and closes per line, so that a host that crashes or kills the process
     // leaves every line written so far, and two instances never interleave within a line.
     void line(std::string_view text) const;
+    // Whether lines go anywhere: callers on the audio thread build them only then.
+    bool enabled() const { return !path.empty(); }
 
   private:
     std::string path;

@@ -15,12 +15,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <limits>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -62,7 +65,7 @@ Options parseOptions(std::string_view words) {
         "double", "hum", "crash", "host-calls", "null-functions", "no-params", "spawn",
         // Faults for the validator's checks.
         "denormal", "block-dependent", "unseeded", "chunk-ignored", "nan-at-max", "slow",
-        "keep-on-resume"};
+        "keep-on-resume", "allocate", "allocate-at-start", "lock", "sleep", "file-io"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", any},    {"outputs", any},        {"params", {0, 1024}},
@@ -118,10 +121,21 @@ void copyText(void* destination, const std::string& text, size_t capacity) {
 // The words whose faults change every block's output (besides echo=N).
 constexpr const char* faultWords[] = {"nan-at-max", "block-dependent", "unseeded", "denormal",
                                       "slow"};
+// The words whose faults break the audio thread's rules without changing the output.
+constexpr const char* realtimeFaultWords[] = {"allocate", "allocate-at-start", "lock", "sleep",
+                                              "file-io"};
+// Process calls that `allocate-at-start` allocates in.
+constexpr int64_t startingCalls = 4;
 
 class TestEffect {
   public:
     TestEffect(Options chosen, audioMasterCallback host, CallLog log);
+    ~TestEffect() {
+        if (zeroDevice >= 0)
+            ::close(zeroDevice);
+    }
+    TestEffect(const TestEffect&) = delete;
+    TestEffect& operator=(const TestEffect&) = delete;
     AEffect effect{};
 
     intptr_t dispatch(int32_t opcode, int32_t index, intptr_t value, void* ptr, float opt);
@@ -212,6 +226,28 @@ class TestEffect {
         }
     }
 
+    // What the real-time fault words make a process call do. Looked up once: a word lookup
+    // may itself allocate.
+    struct RealtimeFaults {
+        bool allocate, allocateAtStart, lock, sleep, fileIo;
+    };
+    void breakRealtimeRules() {
+        if (!realtimeFaulty)
+            return;
+        ++processCalls;
+        if (realtimeFaults.allocate ||
+            (realtimeFaults.allocateAtStart && processCalls <= startingCalls)) {
+            void* volatile scratch = ::operator new(4096);
+            ::operator delete(scratch);
+        }
+        if (realtimeFaults.lock)
+            const std::lock_guard hold(processLock);
+        if (realtimeFaults.sleep)
+            std::this_thread::sleep_for(std::chrono::microseconds(1));
+        if (char byte = 0; realtimeFaults.fileIo && ::read(zeroDevice, &byte, 1) < 0)
+            log.line("file-io read failed");
+    }
+
     void askTimeAndIdle() {
         if (!options.has("host-calls"))
             return;
@@ -230,6 +266,11 @@ class TestEffect {
     size_t echoAt = 0;
     double instanceOffset = 0.0;
     bool faulty = false; // a fault word changes the output
+    bool realtimeFaulty = false;
+    RealtimeFaults realtimeFaults{};
+    int64_t processCalls = 0;
+    std::mutex processLock;
+    int zeroDevice = -1;
     ERect editorRect{};
     int64_t framesProcessed = 0;
     int editorIdles = 0;
@@ -267,6 +308,12 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
     faulty =
         !echoLines.empty() || std::any_of(std::begin(faultWords), std::end(faultWords),
                                           [this](const char* word) { return options.has(word); });
+    realtimeFaulty = std::any_of(std::begin(realtimeFaultWords), std::end(realtimeFaultWords),
+                                 [this](const char* word) { return options.has(word); });
+    realtimeFaults = {options.has("allocate"), options.has("allocate-at-start"),
+                      options.has("lock"), options.has("sleep"), options.has("file-io")};
+    if (realtimeFaults.fileIo)
+        zeroDevice = ::open("/dev/zero", O_RDONLY | O_CLOEXEC);
     editorRect.right = options.editorSize.first;
     editorRect.bottom = options.editorSize.second;
     const bool nullFunctions = options.has("null-functions");
@@ -464,11 +511,13 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
 template <typename Sample>
 void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, int32_t frames,
                          bool accumulate) {
-    log.line(std::string(name) + " " + std::to_string(frames));
+    if (log.enabled())
+        log.line(std::string(name) + " " + std::to_string(frames));
     if (options.has("print"))
         say(name);
     if (frames <= 0 || outputs == nullptr)
         return;
+    breakRealtimeRules();
     if (framesProcessed > 0)
         leaveIfAsked("process");
     if (options.has("crash"))

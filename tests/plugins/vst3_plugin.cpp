@@ -29,7 +29,7 @@ using namespace Steinberg::Vst;
 // What TEST_VST3 asked for, read when the module is entered; copied into each object.
 struct Options {
     bool mono = false, doublePrecision = false, controllerState = false, editor = false,
-         secondEffect = false, sideChain = false;
+         secondEffect = false, sideChain = false, allocate = false;
     uint32 latency = 0;  // reported once active, as by plug-ins whose delay follows the set-up
     std::string logPath; // TEST_VST3_LOG
 };
@@ -179,6 +179,10 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
         check(data.symbolicSampleSize == sampleSize, "process with another sample size");
         check(!sideChainActive, "process with the side-chain active");
         applyChanges(data.inputParameterChanges);
+        if (options.allocate) {
+            void* volatile scratch = ::operator new(4096);
+            ::operator delete(scratch);
+        }
         if (data.numInputs >= 1 && data.numOutputs >= 1 && data.symbolicSampleSize == kSample64)
             render<double>(data);
         else if (data.numInputs >= 1 && data.numOutputs >= 1)
@@ -188,9 +192,9 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
     uint32 PLUGIN_API getTailSamples() override { return 0; }
 
   private:
-    void check(bool kept, const std::string& rule) const {
+    void check(bool kept, const char* rule) const {
         if (!kept)
-            log.line("violation " + rule);
+            log.line(std::string("violation ") + rule);
     }
 
     void applyChanges(IParameterChanges* changes) {
@@ -201,8 +205,9 @@ class Component final : public Object<Component, IComponent, IAudioProcessor> {
             if (queue == nullptr ||
                 queue->getPoint(queue->getPointCount() - 1, offset, value) != kResultOk)
                 continue;
-            log.line("paramChange " + std::to_string(queue->getParameterId()) + " " +
-                     test_effect::number(value));
+            if (log.enabled())
+                log.line("paramChange " + std::to_string(queue->getParameterId()) + " " +
+                         test_effect::number(value));
             if (double* slot = values.find(queue->getParameterId()))
                 *slot = value;
         }
@@ -406,6 +411,7 @@ Options optionsFromEnvironment() {
                      : word == "editor"           ? &options.editor
                      : word == "second-effect"    ? &options.secondEffect
                      : word == "sidechain"        ? &options.sideChain
+                     : word == "allocate"         ? &options.allocate
                                                   : nullptr;
         if (flag != nullptr)
             *flag = true;
