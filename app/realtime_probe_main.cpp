@@ -34,11 +34,13 @@ int main(int argc, char** argv) {
             std::fputs("no --vst\n", stderr);
             return unusable;
         }
-        const CheckTarget target{*path, getIntOption(arguments, "--vst-version"),
-                                 getIntOption(arguments, "--level"), {}};
-        const uint32_t marked = probeRealtimeSafety(target, count(arguments, "--warm-up"),
-                                                    count(arguments, "--calls"),
-                                                    realtimeWindowMarkers());
+        const CheckTarget target{*path,
+                                 getIntOption(arguments, "--vst-version"),
+                                 getIntOption(arguments, "--level"),
+                                 {}};
+        const uint32_t marked =
+            probeRealtimeSafety(target, count(arguments, "--warm-up"), count(arguments, "--calls"),
+                                realtimeWindowMarkers());
         std::printf("%u\n", marked);
         return 0;
     } catch (const std::exception& failure) {

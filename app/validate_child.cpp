@@ -67,8 +67,10 @@ bool runValidateChild(VSTGlobals& globals) {
     const Check* check = id ? findCheck(*id) : nullptr;
     if (!path || (check == nullptr && (!id || *id != identityWord)))
         throw std::runtime_error("validate-check needs --vst and a known --check");
-    CheckTarget target{*path, getIntOption(globals.arguments, "--vst-version"),
-                       getIntOption(globals.arguments, "--level"), {}};
+    CheckTarget target{*path,
+                       getIntOption(globals.arguments, "--vst-version"),
+                       getIntOption(globals.arguments, "--level"),
+                       {}};
     if (const auto probe = findArgument(globals.arguments, "--realtime-probe"))
         // Two probe runs fit in the check's own time limit, with room to report.
         target.runRealtimeProbe =

@@ -143,7 +143,8 @@ int runValidateCommand(int argc, const char* const* argv) {
     bool passed = true;
     std::vector<ValidationReport> reports;
     for (const std::string& plugin : plugins) {
-        std::vector<std::string> common = {"--vst", plugin, "--level", std::to_string(level),
+        std::vector<std::string> common = {"--vst",     plugin,
+                                           "--level",   std::to_string(level),
                                            "--timeout", std::to_string(timeout)};
         if (version)
             common.insert(common.end(), {"--vst-version", *version});

@@ -21,7 +21,8 @@ std::string baseName(const std::string& path) {
 // "#3 0x7f.. in work (/usr/lib/x.so+0x1153) (BuildId: ..)" or "#3 0x7f.. in work /src/x.c:4:45"
 // (with debug information the sanitizer names the source instead of the module).
 std::optional<Frame> readFrame(const std::string& line) {
-    static const std::regex withModule(R"(^\s*#\d+ 0x[0-9a-f]+ in (.+?) \(([^()]+)\+0x[0-9a-f]+\))");
+    static const std::regex withModule(
+        R"(^\s*#\d+ 0x[0-9a-f]+ in (.+?) \(([^()]+)\+0x[0-9a-f]+\))");
     static const std::regex withSource(R"(^\s*#\d+ 0x[0-9a-f]+ in (.+) (\S+?):\d+(:\d+)?\s*$)");
     static const std::regex bare(R"(^\s*#\d+ 0x[0-9a-f]+ \(([^()]+)\+0x[0-9a-f]+\))");
     std::smatch found;
@@ -47,7 +48,6 @@ bool isSystemRuntime(const Frame& frame) {
             return true;
     return false;
 }
-
 
 } // namespace
 

@@ -15,10 +15,10 @@ uint32_t markedCalls(int level) {
 }
 
 HelperOutcome probe(const CheckTarget& target, uint32_t warmUp) {
-    return target.runRealtimeProbe({"probe", "--vst", target.path, "--level", std::to_string(target.level),
-                                    "--vst-version", std::to_string(target.vstVersion),
-                                    "--warm-up", std::to_string(warmUp), "--calls",
-                                    std::to_string(markedCalls(target.level))});
+    return target.runRealtimeProbe(
+        {"probe", "--vst", target.path, "--level", std::to_string(target.level), "--vst-version",
+         std::to_string(target.vstVersion), "--warm-up", std::to_string(warmUp), "--calls",
+         std::to_string(markedCalls(target.level))});
 }
 
 // Why a probe that caught nothing did not end well.
@@ -32,7 +32,8 @@ std::string probeFailure(const HelperOutcome& outcome) {
 }
 
 std::string described(const RealtimeViolation& violation) {
-    return "`" + violation.call + "`" + (violation.origin.empty() ? "" : " from " + violation.origin);
+    return "`" + violation.call + "`" +
+           (violation.origin.empty() ? "" : " from " + violation.origin);
 }
 
 nlohmann::json figuresOf(const RealtimeViolation& violation, bool firstCallsOnly) {

@@ -92,7 +92,8 @@ TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
             EXPECT_EQ(outcome.warned.count(fault.warns), 1u) << fault.words << " " << fault.warns;
         }
         EXPECT_NE(messages(outcome.report).find(fault.says), std::string::npos)
-            << fault.words << "\n" << messages(outcome.report);
+            << fault.words << "\n"
+            << messages(outcome.report);
         EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
         EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
     }
@@ -109,8 +110,9 @@ TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
     const Outcome allocating = validate(layouts.bundle("Gain", TEST_VST3_PATH), "allocate",
                                         {"--checks", "realtime-safety"}, "TEST_VST3");
     EXPECT_EQ(allocating.failed, std::set<std::string>{"realtime-safety"});
-    EXPECT_NE(messages(allocating.report).find("`malloc` from (anonymous namespace)::Component::process"),
-              std::string::npos)
+    EXPECT_NE(
+        messages(allocating.report).find("`malloc` from (anonymous namespace)::Component::process"),
+        std::string::npos)
         << messages(allocating.report);
 
     // A crash names its signal; a subset runs only what it names, and JUnit says the same.
