@@ -22,6 +22,9 @@ constexpr std::array checks = {
     Check{"suspend-resume", "suspending and resuming starts afresh", runSuspendResumeCheck},
     Check{"realtime-safety", "no allocation, lock or blocking call inside the process call",
           runRealtimeSafetyCheck},
+    Check{"threads", "parameters edited from a second thread while audio runs arrive safely",
+          runThreadsCheck},
+    Check{"editor", "the editor opens and closes, also while audio runs", runEditorCheck},
 };
 
 } // namespace

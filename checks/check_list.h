@@ -16,3 +16,5 @@ CheckResult runSpeedCheck(const CheckTarget& target);
 CheckResult runReopenCheck(const CheckTarget& target);
 CheckResult runSuspendResumeCheck(const CheckTarget& target);
 CheckResult runRealtimeSafetyCheck(const CheckTarget& target);
+CheckResult runThreadsCheck(const CheckTarget& target);
+CheckResult runEditorCheck(const CheckTarget& target);

@@ -22,8 +22,30 @@ bool hostCanDo(const void* text) {
 intptr_t answerIdle(PluginHost* host) {
     if (host == nullptr)
         return 0;
+    if (!host->onMainThread()) {
+        host->noteOffThreadRequest("an idle call");
+        return 1;
+    }
     host->idleOnRequest();
     return 1;
+}
+
+// The editor's work is the main thread's: from another thread (the audio thread, a plug-in's
+// own) it waits for the next idle step, as window calls from there could break the editor.
+void answerSizeWindow(PluginHost& host, int width, int height) {
+    if (host.onMainThread()) {
+        host.resizeEditorWindow(width, height);
+        return;
+    }
+    host.noteOffThreadRequest("the editor's size");
+    host.deferEditorSize(width, height);
+}
+
+void answerUpdateDisplay(PluginHost& host) {
+    if (host.onMainThread())
+        host.editorIdle();
+    else
+        host.deferEditorIdle();
 }
 
 intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value, void* ptr) {
@@ -46,8 +68,14 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
         return 1;
     case audioMasterSizeWindow:
         if (host)
-            host->resizeEditorWindow(index, static_cast<int>(value));
+            answerSizeWindow(*host, index, static_cast<int>(value));
         return 1;
+    case audioMasterBeginEdit:
+    case audioMasterEndEdit:
+        // Gestures come from the user, on the editor's thread.
+        if (host && !host->onMainThread())
+            host->noteOffThreadRequest("an edit gesture");
+        return 0;
     case audioMasterGetSampleRate:
         if (const int32_t rate = host ? host->sampleRate() : 0; rate >= 1)
             return rate;
@@ -74,7 +102,7 @@ intptr_t answer(PluginHost* host, int32_t opcode, int32_t index, intptr_t value,
         return 0;
     case audioMasterUpdateDisplay:
         if (host)
-            host->editorIdle();
+            answerUpdateDisplay(*host);
         return 0;
     default:
         return 0;

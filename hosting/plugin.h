@@ -89,6 +89,11 @@ class Plugin {
     virtual bool processFloat(float** inputs, float** outputs, int32_t frames) = 0;
     virtual bool processDouble(double** inputs, double** outputs, int32_t frames) = 0;
 
+    // The first request for the main thread's work (the editor's size, an idle call, an edit
+    // gesture) that the plug-in made on another thread, in words ("the editor's size"); empty
+    // when none. Such work is left to the main thread.
+    virtual std::string offThreadRequest() const = 0;
+
     // 0 until a rate is set.
     virtual int32_t sampleRate() const = 0;
     // Whether the plug-in may read the rate only while it opens, so that only a fresh instance

@@ -141,6 +141,8 @@ class PluginHost final : public Plugin {
     void editorSize(int& width, int& height) const;
     // Opens the plug-in's editor on `window` once; nothing without an editor.
     void openEditor(EditorWindow& window);
+    // Closes an open editor, which may then be opened again (on another window).
+    void closeEditor();
     // What the editor's event loop waits on besides the window, for this kind of plug-in.
     void watchEditorEvents(PollRunLoop& loop, std::function<void()> idle) const;
     // Runs the plug-in's idle and editor idle as the host callback's editor-idle asks.
@@ -161,6 +163,13 @@ class PluginHost final : public Plugin {
     bool idleRequested() const { return needIdle; }
     // Two idle passes at the plug-in's request, leaving its own idle request as it was.
     void idleOnRequest();
+    // Requests for the main thread's work that arrive on another thread: noted (the first is
+    // kept), and their work left to the main thread's next idle step.
+    bool onMainThread() const { return std::this_thread::get_id() == mainThread; }
+    void noteOffThreadRequest(const char* what);
+    void deferEditorSize(int width, int height);
+    void deferEditorIdle() { deferredEditorIdle = true; }
+    std::string offThreadRequest() const override;
 
   private:
     // The editor, opened and idled by the editor session and watched by the settings code.
@@ -231,6 +240,9 @@ class PluginHost final : public Plugin {
     Transport transport;
     // Set by the host callback on any thread, cleared by the idle loop.
     std::atomic<bool> needIdle{false};
+    std::atomic<bool> deferredEditorIdle{false};
+    std::atomic<uint32_t> deferredEditorSize{0}; // width << 16 | height; 0 for none
+    std::atomic<const char*> firstOffThreadRequest{nullptr};
     Precision precision;
     AppliedFormat applied;
     EditorState editor;

@@ -1,5 +1,7 @@
 #include "hosting/plugin_host.h"
 
+#include <algorithm>
+
 #include "hosting/editor/editor_window.h"
 
 namespace {
@@ -29,9 +31,21 @@ void PluginHost::openEditor(EditorWindow& window) {
     editor.window = &window;
 }
 
+void PluginHost::closeEditor() {
+    if (loaded.effect == nullptr || !editor.open.exchange(false))
+        return;
+    editor.window = nullptr;
+    editor.resizeCountdown = 0;
+    dispatch(effEditClose);
+}
+
 void PluginHost::idleStep() {
     if (loaded.effect == nullptr)
         return;
+    if (deferredEditorIdle.exchange(false))
+        editorIdle();
+    if (const uint32_t size = deferredEditorSize.exchange(0); size != 0)
+        resizeEditorWindow(static_cast<int>(size >> 16), static_cast<int>(size & 0xFFFF));
     if (needIdle)
         needIdle = dispatch(effIdle) != 0;
     if (editor.open)
@@ -54,6 +68,21 @@ void PluginHost::idleOnRequest() {
     idleStep();
     idleStep();
     needIdle = remembered;
+}
+
+void PluginHost::noteOffThreadRequest(const char* what) {
+    const char* none = nullptr;
+    firstOffThreadRequest.compare_exchange_strong(none, what);
+}
+
+std::string PluginHost::offThreadRequest() const {
+    const char* first = firstOffThreadRequest.load();
+    return first == nullptr ? "" : first;
+}
+
+void PluginHost::deferEditorSize(int width, int height) {
+    const auto clamp = [](int side) { return static_cast<uint32_t>(std::clamp(side, 1, 0xFFFF)); };
+    deferredEditorSize = clamp(width) << 16 | clamp(height);
 }
 
 void PluginHost::editorIdle() {

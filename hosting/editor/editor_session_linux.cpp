@@ -9,6 +9,7 @@
 
 #include <X11/Xlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -119,6 +120,58 @@ int centred(int screenSize, int editorSize) {
     ::_exit(finished ? 0 : 255);
 }
 
+// The editor opened on a window of its size, centred on the screen, and shown.
+std::unique_ptr<X11EditorWindow> showEditorWindow(Display* display, PluginHost& host) {
+    int width = 0;
+    int height = 0;
+    host.editorSize(width, height);
+    const int screen = DefaultScreen(display);
+    const int screenWidth = DisplayWidth(display, screen);
+    const int screenHeight = DisplayHeight(display, screen);
+    auto window = std::make_unique<X11EditorWindow>(display, centred(screenWidth, width),
+                                                    centred(screenHeight, height), width, height);
+    host.openEditor(*window);
+    // Many Linux editors know their size only once open; the window is not shown yet, so it
+    // can still be centred for the size they settle on.
+    int openWidth = 0;
+    int openHeight = 0;
+    host.editorSize(openWidth, openHeight);
+    if (openWidth != width || openHeight != height)
+        window->setFrame(centred(screenWidth, openWidth), centred(screenHeight, openHeight),
+                         openWidth, openHeight);
+    window->show();
+    XFlush(display);
+    return window;
+}
+
+// Serves the editor on `loop`: the window's events (a close request stops the loop), work
+// posted to the main thread, the idle timer and the plug-in's own event sources.
+void serveEditor(PollRunLoop& loop, Display* display, X11EditorWindow& window, PluginHost& host) {
+    const auto handleXEvents = [&loop, display, &window] {
+        while (XPending(display) > 0) {
+            XEvent event;
+            XNextEvent(display, &event);
+            if (window.isCloseRequest(event))
+                loop.stop();
+        }
+    };
+    auto& mainThreadQueue = MainThreadQueue::instance();
+    loop.addDescriptor(&window, ConnectionNumber(display), handleXEvents);
+    loop.addDescriptor(&mainThreadQueue, mainThreadQueue.wakeDescriptor(),
+                       [&mainThreadQueue] { mainThreadQueue.runPending(); });
+    loop.addTimer(&host, idleInterval, [&host, display, handleXEvents] {
+        host.idleStep();
+        // Replies read during idling leave events in Xlib's queue, where poll cannot see them.
+        handleXEvents();
+        XFlush(display);
+    });
+    host.watchEditorEvents(loop, [&host, handleXEvents] {
+        host.idleStep();
+        handleXEvents();
+    });
+    handleXEvents();
+}
+
 } // namespace
 
 bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate) {
@@ -127,58 +180,62 @@ bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate)
     PluginHost& host = plugin.pluginHost();
     if (host.effect() == nullptr || !host.hasEditor())
         return false;
+    terminateOnLostDisplay = &terminate;
     const DisplayConnection display = openDisplay();
     XSetErrorHandler(reportXError);
-    terminateOnLostDisplay = &terminate;
     XSetIOErrorHandler(onLostDisplay);
-
-    int width = 0;
-    int height = 0;
-    host.editorSize(width, height);
-    const int screen = DefaultScreen(display.get());
-    const int screenWidth = DisplayWidth(display.get(), screen);
-    const int screenHeight = DisplayHeight(display.get(), screen);
     // Before the window shows: whoever sees it may already ask the session to end.
     const StopSignals stopSignals;
-    X11EditorWindow window(display.get(), centred(screenWidth, width),
-                           centred(screenHeight, height), width, height);
-    host.openEditor(window);
-    // Many Linux editors know their size only once open; the window is not shown yet, so it
-    // can still be centred for the size they settle on.
-    int openWidth = 0;
-    int openHeight = 0;
-    host.editorSize(openWidth, openHeight);
-    if (openWidth != width || openHeight != height)
-        window.setFrame(centred(screenWidth, openWidth), centred(screenHeight, openHeight),
-                        openWidth, openHeight);
-    window.show();
-    XFlush(display.get());
-
+    const auto window = showEditorWindow(display.get(), host);
     PollRunLoop loop;
-    auto handleXEvents = [&] {
-        while (XPending(display.get()) > 0) {
-            XEvent event;
-            XNextEvent(display.get(), &event);
-            if (window.isCloseRequest(event))
-                loop.stop();
-        }
-    };
-    auto& mainThreadQueue = MainThreadQueue::instance();
-    loop.addDescriptor(&window, ConnectionNumber(display.get()), handleXEvents);
-    loop.addDescriptor(&mainThreadQueue, mainThreadQueue.wakeDescriptor(),
-                       [&mainThreadQueue] { mainThreadQueue.runPending(); });
+    serveEditor(loop, display.get(), *window, host);
     loop.addDescriptor(&stopSignals, stopSignals.descriptor(), [&] { loop.stop(); });
-    loop.addTimer(&host, idleInterval, [&] {
-        host.idleStep();
-        // Replies read during idling leave events in Xlib's queue, where poll cannot see them.
-        handleXEvents();
-        XFlush(display.get());
-    });
-    host.watchEditorEvents(loop, [&] {
-        host.idleStep();
-        handleXEvents();
-    });
-    handleXEvents();
     loop.run();
     finish(terminate);
+}
+
+namespace {
+
+class X11EditorScreen final : public EditorScreen {
+  public:
+    explicit X11EditorScreen(DisplayConnection display) : display(std::move(display)) {
+        XSetErrorHandler(reportXError);
+        XSetIOErrorHandler(onLostDisplay);
+    }
+
+    bool showEditorFor(PluginSlot& plugin, std::chrono::milliseconds shownFor) override {
+        if (!plugin)
+            return false;
+        PluginHost& host = plugin.pluginHost();
+        if (host.effect() == nullptr || !host.hasEditor())
+            return false;
+        {
+            const auto window = showEditorWindow(display.get(), host);
+            PollRunLoop loop;
+            serveEditor(loop, display.get(), *window, host);
+            int shownTimer = 0;
+            loop.addTimer(&shownTimer, std::max(shownFor, std::chrono::milliseconds(1)),
+                          [&loop] { loop.stop(); });
+            loop.run();
+            host.closeEditor();
+        }
+        XSync(display.get(), False);
+        return true;
+    }
+
+  private:
+    DisplayConnection display;
+};
+
+} // namespace
+
+std::unique_ptr<EditorScreen> EditorScreen::open() {
+    const char* name = std::getenv("DISPLAY");
+    if (name == nullptr || *name == '\0')
+        return nullptr;
+    XInitThreads();
+    DisplayConnection display(XOpenDisplay(nullptr));
+    if (!display)
+        return nullptr;
+    return std::make_unique<X11EditorScreen>(std::move(display));
 }

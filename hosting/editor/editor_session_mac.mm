@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 #include <unistd.h>
 
 @interface VSTConfigDelegate : NSObject <NSApplicationDelegate>
@@ -130,4 +131,51 @@ bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate)
         [delegate release];
     }
     return false;
+}
+
+namespace {
+
+class AppKitEditorScreen final : public EditorScreen {
+  public:
+    bool showEditorFor(PluginSlot& plugin, std::chrono::milliseconds shownFor) override {
+        if (!plugin)
+            return false;
+        PluginHost& host = plugin.pluginHost();
+        if (host.effect() == nullptr || !host.hasEditor())
+            return false;
+        @autoreleasepool {
+            int width = 0;
+            int height = 0;
+            host.editorSize(width, height);
+            const NSRect screen = [[NSScreen mainScreen] frame];
+            const NSRect frame = NSMakeRect(
+                centredOrigin(screen.origin.x, screen.size.width, width),
+                centredOrigin(screen.origin.y, screen.size.height, height), width, height);
+            VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
+            [window setReleasedWhenClosed:NO];
+            AppKitEditorWindow editorWindow(window);
+            host.openEditor(editorWindow);
+            [window orderFrontRegardless];
+            // The run loop draws and serves the editor meanwhile, as in the session above.
+            const double seconds = static_cast<double>(shownFor.count()) / 1000.0;
+            [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:seconds]];
+            host.closeEditor();
+            [window close];
+            [window release];
+        }
+        return true;
+    }
+};
+
+} // namespace
+
+std::unique_ptr<EditorScreen> EditorScreen::open() {
+    // A process of a logged-in user reaches the window server; one started elsewhere (a remote
+    // shell) may not, which NSScreen tells.
+    @autoreleasepool {
+        [NSApplication sharedApplication];
+        if ([NSScreen mainScreen] == nil)
+            return nullptr;
+    }
+    return std::make_unique<AppKitEditorScreen>();
 }

@@ -65,7 +65,8 @@ Options parseOptions(std::string_view words) {
         "double", "hum", "crash", "host-calls", "null-functions", "no-params", "spawn",
         // Faults for the validator's checks.
         "denormal", "block-dependent", "unseeded", "chunk-ignored", "nan-at-max", "slow",
-        "keep-on-resume", "allocate", "allocate-at-start", "lock", "sleep", "file-io"};
+        "keep-on-resume", "allocate", "allocate-at-start", "lock", "sleep", "file-io",
+        "audio-thread-callback", "remote-set-lost", "editor-races-audio"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", any},    {"outputs", any},        {"params", {0, 1024}},
@@ -144,6 +145,11 @@ class TestEffect {
     }
     void setParameter(int32_t index, float value) {
         log.line("setParameter " + std::to_string(index) + " " + number(value));
+        // A plug-in that keeps edits made on another thread than its audio's in a copy the
+        // audio never reads.
+        if (options.has("remote-set-lost") && framesProcessed > 0 &&
+            std::this_thread::get_id() != audioThread)
+            return;
         if (isParameter(index))
             atomicParameter(static_cast<size_t>(index)).store(value);
     }
@@ -267,12 +273,14 @@ class TestEffect {
     double instanceOffset = 0.0;
     bool faulty = false; // a fault word changes the output
     bool realtimeFaulty = false;
+    bool callsBackFromAudio = false; // looked up once: a long word's lookup allocates
     RealtimeFaults realtimeFaults{};
     int64_t processCalls = 0;
     std::mutex processLock;
     int zeroDevice = -1;
     ERect editorRect{};
-    int64_t framesProcessed = 0;
+    std::atomic<int64_t> framesProcessed{0};
+    std::atomic<std::thread::id> audioThread{};
     int editorIdles = 0;
 };
 
@@ -310,6 +318,7 @@ TestEffect::TestEffect(Options chosen, audioMasterCallback host, CallLog log)
                                           [this](const char* word) { return options.has(word); });
     realtimeFaulty = std::any_of(std::begin(realtimeFaultWords), std::end(realtimeFaultWords),
                                  [this](const char* word) { return options.has(word); });
+    callsBackFromAudio = options.has("audio-thread-callback");
     realtimeFaults = {options.has("allocate"), options.has("allocate-at-start"),
                       options.has("lock"), options.has("sleep"), options.has("file-io")};
     if (realtimeFaults.fileIo)
@@ -491,6 +500,11 @@ intptr_t TestEffect::editorCall(int32_t opcode, void* ptr) {
     }
     if (opcode == effEditOpen)
         leaveIfAsked("editor");
+    // An editor that reads the audio's state unguarded: it crashes when opened while another
+    // thread processes.
+    if (opcode == effEditOpen && options.has("editor-races-audio") && framesProcessed > 0 &&
+        audioThread.load() != std::this_thread::get_id())
+        std::raise(SIGSEGV);
     if (opcode != effEditIdle)
         return 1;
     // On the first idle the editor acts like a user turning the gain.
@@ -523,6 +537,11 @@ void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, in
     if (options.has("crash"))
         std::raise(SIGSEGV);
     askTimeAndIdle();
+    if (callsBackFromAudio)
+        // Editor work asked for from the audio thread.
+        host(&effect, audioMasterSizeWindow, options.editorSize.first, options.editorSize.second,
+             nullptr, 0.0f);
+    audioThread = std::this_thread::get_id();
     framesProcessed += frames;
     const double gain = parameters.empty() ? 1.0 : atomicParameter(0).load();
     const double hum = options.has("hum") ? 0.25 : 0.0;
