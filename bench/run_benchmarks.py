@@ -658,9 +658,54 @@ def validate(sample=12):
                  os.path.basename(chosen[times.index(max(times))][0])))
 
 
+def realtime_watch(sample=8, runs=5, calls=4096):
+    """The realtime-safety check's cost: the same process calls in its probe with the watch on
+    (every allocation, lock and blocking call intercepted) and off, as real-time factors, over
+    a spread sample of the installed effects that pass it."""
+    probe = os.path.join(os.path.dirname(ADAPTER), "vst-adapter-realtime-probe")
+    roots = [root for root in ("/usr/lib/vst", "/usr/lib/vst3") if os.path.isdir(root)]
+    if not os.path.exists(probe) or not roots:
+        print("realtime_watch: no probe in this build, or no plug-ins installed")
+        return
+    env = quiet_env()
+    listed = subprocess.run([ADAPTER, "scan"] + [w for root in roots for w in ("--vst", root)],
+                            env=env, capture_output=True, text=True, check=True).stdout
+    loaded = list(dict.fromkeys((line["path"], line["kind"])
+                                for line in map(json.loads, listed.splitlines())
+                                if line["status"] == "ok"))
+    frames = calls * 512 / 44100.0
+
+    def factor(path, kind, watch):
+        done = subprocess.run([probe, "probe", "--vst", path, "--vst-version", kind[-1], "--level",
+                               "2", "--warm-up", "16", "--calls", str(calls), "--watch", watch],
+                              env=env, capture_output=True, text=True)
+        lines = done.stdout.split()
+        return frames / float(lines[-1]) if done.returncode == 0 and lines else None
+
+    rows = []
+    for path, kind in loaded[::max(1, len(loaded) // (sample * 2))]:
+        if len(rows) == sample:
+            break
+        if factor(path, kind, "1") is None:
+            continue  # caught something: its watched run stops early
+        watched, plain = [], []
+        for _ in range(runs):
+            watched.append(factor(path, kind, "1"))
+            plain.append(factor(path, kind, "0"))
+        rows.append((os.path.basename(path), statistics.median(plain), statistics.median(watched)))
+    print("realtime_watch: %d calls of 512 frames in the probe, median of %d runs, interleaved"
+          % (calls, runs))
+    print("  %-28s %12s %12s %8s" % ("plug-in", "unwatched", "watched", "ratio"))
+    for name, plain, watched in rows:
+        print("  %-28s %11.0fx %11.0fx %7.2fx" % (name[:28], plain, watched, watched / plain))
+    if rows:
+        print("  median ratio watched/unwatched: %.2fx"
+              % statistics.median(w / p for _, p, w in rows))
+
+
 ALL = {"startup": startup, "pipe": pipe, "memory": memory, "hostile": hostile, "realtime": realtime,
        "network": network, "bridge": bridge, "light": light, "converter": converter, "scan": scan,
-       "validate": validate}
+       "validate": validate, "realtime_watch": realtime_watch}
 
 if __name__ == "__main__":
     unknown = [name for name in SECTIONS if name not in ALL]

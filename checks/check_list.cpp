@@ -25,6 +25,9 @@ constexpr std::array checks = {
     Check{"threads", "parameters edited from a second thread while audio runs arrive safely",
           runThreadsCheck},
     Check{"editor", "the editor opens and closes, also while audio runs", runEditorCheck},
+    Check{"bus-layouts",
+          "1 to 8 channels each way: taken ones process, refused ones change nothing",
+          runBusLayoutsCheck},
 };
 
 } // namespace

@@ -18,3 +18,4 @@ CheckResult runSuspendResumeCheck(const CheckTarget& target);
 CheckResult runRealtimeSafetyCheck(const CheckTarget& target);
 CheckResult runThreadsCheck(const CheckTarget& target);
 CheckResult runEditorCheck(const CheckTarget& target);
+CheckResult runBusLayoutsCheck(const CheckTarget& target);

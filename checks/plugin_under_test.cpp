@@ -42,6 +42,10 @@ bool PluginUnderTest::configure(uint32_t sampleRate, uint32_t inputs, uint32_t o
     wanted.sampleRate = sampleRate;
     wanted.inputChannels = inputs;
     wanted.outputChannels = outputs;
+    return configure(wanted);
+}
+
+bool PluginUnderTest::configure(StreamFormat wanted) {
     if (!slot->canProcessFloat() || !slot->configure(false, wanted))
         return false;
     format = wanted;

@@ -20,6 +20,8 @@ class PluginUnderTest {
     PluginSlot& pluginSlot() { return slot; }
     // Rate and channel counts (lowered to what the plug-in uses); false when it refuses them.
     bool configure(uint32_t sampleRate, uint32_t inputs, uint32_t outputs);
+    // The same with speaker masks, as a parent's stream format brings them.
+    bool configure(StreamFormat wanted);
     uint32_t inputs() const { return format.inputChannels; }
     uint32_t outputs() const { return format.outputChannels; }
     uint32_t sampleRate() const { return format.sampleRate; }

@@ -3,11 +3,12 @@
 #include "checks/check_common.h"
 #include "hosting/plugin_stage.h"
 
+#include <chrono>
 #include <random>
 #include <stdexcept>
 
-uint32_t probeRealtimeSafety(const CheckTarget& target, uint32_t warmUpCalls, uint32_t markedCalls,
-                             const RealtimeMarkers& markers) {
+double probeRealtimeSafety(const CheckTarget& target, uint32_t warmUpCalls, uint32_t markedCalls,
+                           const RealtimeMarkers& markers) {
     auto opened = openConfigured(target);
     Plugin& plugin = opened->plugin();
     // Every buffer exists before the first call: the window must see the plug-in's work only.
@@ -23,20 +24,24 @@ uint32_t probeRealtimeSafety(const CheckTarget& target, uint32_t warmUpCalls, ui
     std::uniform_real_distribution<float> anyValue(0.0f, 1.0f);
     const int32_t parameters = plugin.parameterCount();
     const PluginStageScope stage(PluginStage::processing);
+    std::chrono::steady_clock::duration watched{};
     for (uint32_t call = 0; call < warmUpCalls + markedCalls; ++call) {
         // A host's automation reaches the plug-in between blocks; its effect lands inside one.
         if (parameters > 0 && call % 16 == 15)
             plugin.setParameterValue(static_cast<int32_t>(call / 16) % parameters,
                                      anyValue(generator));
         const bool marked = call >= warmUpCalls;
+        const auto start = std::chrono::steady_clock::now();
         if (marked)
             markers.enter();
         const bool processed = plugin.processFloat(inputs.data(), outputs.data(),
                                                    static_cast<int32_t>(Plugin::blockFrames));
-        if (marked)
+        if (marked) {
             markers.leave();
+            watched += std::chrono::steady_clock::now() - start;
+        }
         if (!processed)
             throw std::runtime_error("a block could not be processed");
     }
-    return markedCalls;
+    return std::chrono::duration<double>(watched).count();
 }

@@ -14,7 +14,7 @@ struct RealtimeMarkers {
 
 // Opens the plug-in as the checks do, processes `warmUpCalls` blocks unmarked, then
 // `markedCalls` blocks each inside the window (parameters change between some of them, outside
-// it). Returns the number of marked calls made; throws std::runtime_error when the plug-in
-// cannot be opened or set up.
-uint32_t probeRealtimeSafety(const CheckTarget& target, uint32_t warmUpCalls, uint32_t markedCalls,
-                             const RealtimeMarkers& markers);
+// it). Returns the seconds the marked calls took (the watch's cost shows against the speed
+// check); throws std::runtime_error when the plug-in cannot be opened or set up.
+double probeRealtimeSafety(const CheckTarget& target, uint32_t warmUpCalls, uint32_t markedCalls,
+                           const RealtimeMarkers& markers);

@@ -2,6 +2,8 @@
 #include "checks/check_list.h"
 #include "checks/realtime_report.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <string>
 
 namespace {
@@ -43,6 +45,19 @@ nlohmann::json figuresOf(const RealtimeViolation& violation, bool firstCallsOnly
             {"first_calls_only", firstCallsOnly}};
 }
 
+// The real-time factor of the watched calls, from the seconds a clean probe printed: the
+// speed figure with the watch on.
+nlohmann::json watchedFactor(const HelperOutcome& outcome, uint32_t calls) {
+    // The probe's own line is its last: a plug-in may print before it.
+    std::string out = outcome.out;
+    out.erase(out.find_last_not_of("\r\n") + 1);
+    const double seconds = std::strtod(out.c_str() + out.find_last_of('\n') + 1, nullptr);
+    if (!(seconds > 0))
+        return nullptr;
+    const double factor = calls * static_cast<double>(Plugin::blockFrames) / checkRate / seconds;
+    return std::round(factor * 10) / 10;
+}
+
 } // namespace
 
 CheckResult runRealtimeSafetyCheck(const CheckTarget& target) {
@@ -54,10 +69,12 @@ CheckResult runRealtimeSafetyCheck(const CheckTarget& target) {
     if (!caught) {
         if (!fromFirst.exited || fromFirst.code != 0)
             return verdict(CheckStatus::fail, probeFailure(fromFirst));
-        return verdict(CheckStatus::pass,
-                       "no allocation, lock or blocking call in " +
-                           std::to_string(markedCalls(target.level)) + " process calls",
-                       {{"calls_checked", markedCalls(target.level)}});
+        return verdict(
+            CheckStatus::pass,
+            "no allocation, lock or blocking call in " + std::to_string(markedCalls(target.level)) +
+                " process calls",
+            {{"calls_checked", markedCalls(target.level)},
+             {"realtime_factor_watched", watchedFactor(fromFirst, markedCalls(target.level))}});
     }
     const HelperOutcome warmedUp = probe(target, warmUpCalls);
     if (const auto still = readRealtimeViolation(warmedUp.err))

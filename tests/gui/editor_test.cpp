@@ -8,11 +8,13 @@
 #include "tests/gui/x_windows.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <regex>
+#include <set>
 #include <sys/stat.h>
 #include <thread>
 
@@ -257,6 +259,48 @@ TEST_F(ConfigureLive, WithoutEditorTheWorkerIsStoppedInsideItsRead) {
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_EQ(result.err, "Live data processing error: user abort");
     EXPECT_EQ(result.out, "");
+}
+
+} // namespace
+
+namespace {
+
+// `validate`'s editor check on a display: a sound editor passes, one that crashes when opened
+// while audio runs fails that check and no other; without a display the check skips.
+TEST_F(Editor, ValidateOpensTheEditorAlsoWhileAudioRuns) {
+    struct Case {
+        const char* words;
+        bool display;
+        const char* editorStatus;
+        std::set<std::string> failing;
+    };
+    const Case cases[] = {
+        {"editor", true, "pass", {}},
+        {"editor,editor-races-audio", true, "fail", {"editor"}},
+        {"editor", false, "skip", {}},
+    };
+    for (const Case& c : cases) {
+        testing_support::ChildOptions options;
+        options.environment["TEST_EFFECT"] = c.words;
+        options.environment["HOME"] = folder.path();
+        if (!c.display)
+            options.environment["DISPLAY"] = std::nullopt;
+        options.timeoutSeconds = 120;
+        const auto result = testing_support::runAdapter(
+            {"validate", "--vst", TEST_EFFECT_PATH, "--level", "1"}, options);
+        const auto report = nlohmann::json::parse(result.out, nullptr, false);
+        ASSERT_TRUE(report.is_object()) << c.words << ": " << result.err;
+        std::set<std::string> failing;
+        std::string editorStatus;
+        for (const auto& check : report["checks"]) {
+            if (check["status"] == "fail")
+                failing.insert(check["id"].get<std::string>());
+            if (check["id"] == "editor")
+                editorStatus = check["status"];
+        }
+        EXPECT_EQ(editorStatus, c.editorStatus) << c.words << " display " << c.display;
+        EXPECT_EQ(failing, c.failing) << c.words << "\n" << result.err;
+    }
 }
 
 } // namespace

@@ -75,12 +75,15 @@ const FaultCase faultCases[] = {
     {"lock", {"realtime-safety"}, "", "`pthread_mutex_lock` from"},
     {"sleep", {"realtime-safety"}, "", "`nanosleep` from"},
     {"file-io", {"realtime-safety"}, "", "`read` from breakRealtimeRules"},
+    {"audio-thread-callback", {}, "threads", "(the editor's size) from another thread"},
+    {"params=3,remote-set-lost", {"threads"}, "", "a value never arrived: parameter 0 (Gain)"},
+    {"arrangement-breaks", {"bus-layouts"}, "", "NaN or infinity in the output with 1x1"},
     // Each instance adds its own offset: every check that compares instances says so, and a
     // later instance given silence is heard.
     {"unseeded", {"determinism", "process", "block-size", "state", "reopen"}},
     {"crash-at=process",
      {"load", "process", "block-size", "determinism", "latency", "tail", "state", "parameters",
-      "speed", "reopen", "suspend-resume", "realtime-safety"}},
+      "speed", "reopen", "suspend-resume", "realtime-safety", "threads", "bus-layouts"}},
 };
 
 TEST(Validate, EachFaultFailsItsChecksAndNoOther) {

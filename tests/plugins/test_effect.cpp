@@ -66,7 +66,7 @@ Options parseOptions(std::string_view words) {
         // Faults for the validator's checks.
         "denormal", "block-dependent", "unseeded", "chunk-ignored", "nan-at-max", "slow",
         "keep-on-resume", "allocate", "allocate-at-start", "lock", "sleep", "file-io",
-        "audio-thread-callback", "remote-set-lost", "editor-races-audio"};
+        "audio-thread-callback", "remote-set-lost", "editor-races-audio", "arrangement-breaks"};
     constexpr std::pair<int64_t, int64_t> any{INT32_MIN, INT32_MAX};
     static const std::map<std::string_view, std::pair<int64_t, int64_t>> ranges{
         {"inputs", any},    {"outputs", any},        {"params", {0, 1024}},
@@ -273,6 +273,7 @@ class TestEffect {
     double instanceOffset = 0.0;
     bool faulty = false; // a fault word changes the output
     bool realtimeFaulty = false;
+    bool arrangementBroken = false;  // every later block is NaN
     bool callsBackFromAudio = false; // looked up once: a long word's lookup allocates
     RealtimeFaults realtimeFaults{};
     int64_t processCalls = 0;
@@ -449,9 +450,12 @@ intptr_t TestEffect::dispatch(int32_t opcode, int32_t index, intptr_t value, voi
     case effSetSpeakerArrangement: {
         const auto* in = reinterpret_cast<const VstSpeakerArrangement*>(value);
         const auto* out = static_cast<const VstSpeakerArrangement*>(ptr);
-        return in != nullptr && out != nullptr &&
-               in->numChannels == std::max(effect.numInputs, 0) &&
-               out->numChannels == std::max(effect.numOutputs, 0);
+        const bool fits = in != nullptr && out != nullptr &&
+                          in->numChannels == std::max(effect.numInputs, 0) &&
+                          out->numChannels == std::max(effect.numOutputs, 0);
+        if (!fits && options.has("arrangement-breaks"))
+            arrangementBroken = true;
+        return fits;
     }
     case effGetPlugCategory:
         return options.has("synth") ? 2 : 1;
@@ -576,6 +580,8 @@ void TestEffect::process(const char* name, Sample** inputs, Sample** outputs, in
     if (!delayLines.empty())
         delayAt = (start + static_cast<size_t>(frames)) % delayLines.front().size();
     applyFaults(inputs, outputs, frames);
+    for (int32_t channel = 0; arrangementBroken && channel < effect.numOutputs; ++channel)
+        std::fill_n(outputs[channel], frames, std::numeric_limits<Sample>::quiet_NaN());
     for (int32_t pin = sources; inputs != nullptr && pin < effect.numInputs; ++pin)
         std::fill_n(inputs[pin], frames, Sample(0.5));
 }
