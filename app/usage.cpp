@@ -26,7 +26,8 @@ Commands:
   validate         run checks on the --vst plug-in (or every one in a folder), each in a child,
                    and report JSON on standard output and a table on standard error;
                    --checks ID,... (load, info, process, block-size, determinism, latency,
-                   tail, state, parameters, speed, reopen, suspend-resume), --level 1|2|3 (2),
+                   tail, state, parameters, speed, reopen, suspend-resume, realtime-safety,
+                   threads, editor, bus-layouts), --level 1|2|3 (2),
                    --timeout SECONDS per check, --junit FILE
   --help           this text
   --version        the program's version
