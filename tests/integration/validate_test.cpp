@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cctype>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -86,21 +87,32 @@ const FaultCase faultCases[] = {
       "speed", "reopen", "suspend-resume", "realtime-safety", "threads", "bus-layouts"}},
 };
 
-TEST(Validate, EachFaultFailsItsChecksAndNoOther) {
-    for (const FaultCase& fault : faultCases) {
-        const Outcome outcome = validate(TEST_EFFECT_PATH, fault.words);
-        ASSERT_TRUE(outcome.report.is_object()) << fault.words << ": " << outcome.result.err;
-        EXPECT_EQ(outcome.failed, fault.failing) << fault.words << "\n" << outcome.result.err;
-        if (*fault.warns != '\0') {
-            EXPECT_EQ(outcome.warned.count(fault.warns), 1u) << fault.words << " " << fault.warns;
-        }
-        EXPECT_NE(messages(outcome.report).find(fault.says), std::string::npos)
-            << fault.words << "\n"
-            << messages(outcome.report);
-        EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
-        EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
+// One test per fault, so that the rows run side by side.
+class ValidateFault : public testing::TestWithParam<FaultCase> {};
+
+TEST_P(ValidateFault, FailsItsChecksAndNoOther) {
+    const FaultCase& fault = GetParam();
+    const Outcome outcome = validate(TEST_EFFECT_PATH, fault.words);
+    ASSERT_TRUE(outcome.report.is_object()) << fault.words << ": " << outcome.result.err;
+    EXPECT_EQ(outcome.failed, fault.failing) << fault.words << "\n" << outcome.result.err;
+    if (*fault.warns != '\0') {
+        EXPECT_EQ(outcome.warned.count(fault.warns), 1u) << fault.words << " " << fault.warns;
     }
+    EXPECT_NE(messages(outcome.report).find(fault.says), std::string::npos)
+        << fault.words << "\n"
+        << messages(outcome.report);
+    EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
+    EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
 }
+
+INSTANTIATE_TEST_SUITE_P(Words, ValidateFault, testing::ValuesIn(faultCases),
+                         [](const testing::TestParamInfo<FaultCase>& info) {
+                             std::string name = *info.param.words ? info.param.words : "clean";
+                             for (char& c : name)
+                                 if (!std::isalnum(static_cast<unsigned char>(c)))
+                                     c = '_';
+                             return name;
+                         });
 
 TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
     testing_support::Vst3Layouts layouts;
