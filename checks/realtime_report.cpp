@@ -10,8 +10,13 @@ namespace {
 constexpr size_t framesShown = 6;
 
 struct Frame {
-    std::string function;
-    std::string where; // a module's file name, or a source file's
+    std::string function; // empty when the module has no name for the address
+    std::string where;    // a module's file name, or a source file's
+    std::string offset;   // into the module, for frames without a function name
+
+    std::string text() const {
+        return function.empty() ? where + "+" + offset : function + " (" + where + ")";
+    }
 };
 
 std::string baseName(const std::string& path) {
@@ -24,14 +29,14 @@ std::optional<Frame> readFrame(const std::string& line) {
     static const std::regex withModule(
         R"(^\s*#\d+ 0x[0-9a-f]+ in (.+?) \(([^()]+)\+0x[0-9a-f]+\))");
     static const std::regex withSource(R"(^\s*#\d+ 0x[0-9a-f]+ in (.+) (\S+?):\d+(:\d+)?\s*$)");
-    static const std::regex bare(R"(^\s*#\d+ 0x[0-9a-f]+ \(([^()]+)\+0x[0-9a-f]+\))");
+    static const std::regex bare(R"(^\s*#\d+ 0x[0-9a-f]+\s+\(([^()]+)\+(0x[0-9a-f]+)\))");
     std::smatch found;
     if (std::regex_search(line, found, withModule))
-        return Frame{found[1], baseName(found[2])};
+        return Frame{found[1], baseName(found[2]), ""};
     if (std::regex_search(line, found, withSource))
-        return Frame{found[1], baseName(found[2])};
+        return Frame{found[1], baseName(found[2]), ""};
     if (std::regex_search(line, found, bare))
-        return Frame{"??", baseName(found[1])};
+        return Frame{"", baseName(found[1]), found[2]};
     return std::nullopt;
 }
 
@@ -84,9 +89,9 @@ std::optional<RealtimeViolation> readRealtimeViolation(std::string_view text) {
     const size_t first =
         intercepted == frames.end() ? 0 : static_cast<size_t>(intercepted - frames.begin()) + 1;
     for (size_t at = first; at < frames.size() && violation.backtrace.size() < framesShown; ++at)
-        violation.backtrace.push_back(frames[at].function + " (" + frames[at].where + ")");
+        violation.backtrace.push_back(frames[at].text());
     for (size_t at = first; at < frames.size() && violation.origin.empty(); ++at)
         if (!isSystemRuntime(frames[at]))
-            violation.origin = frames[at].function + " (" + frames[at].where + ")";
+            violation.origin = frames[at].text();
     return violation;
 }

@@ -237,6 +237,13 @@ bool PluginHost::applyFormat(StreamFormat& format) {
     format.outputChannelMask =
         maskIfItFits(speaker_layout::maskForArrangement(outputType), applied.outputsUsed);
 
+    // The pin table and the silent channels for unused pins are sized here, so that the audio
+    // thread allocates nothing; a double per frame holds either precision.
+    pins.resize(static_cast<size_t>(inputs + outputs));
+    const size_t unusedPins = static_cast<size_t>(inputs + outputs) - applied.inputsUsed -
+                              applied.outputsUsed;
+    if (scratch.size() < unusedPins * declaredBlockFrames)
+        scratch.resize(unusedPins * declaredBlockFrames);
     for (int32_t pin = 0; pin < inputs; ++pin)
         dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < applied.inputsUsed ? 1 : 0);
     for (int32_t pin = 0; pin < outputs; ++pin)

@@ -61,6 +61,9 @@ std::string messages(const nlohmann::json& report) {
 // The test effect's fault words, and exactly the checks each must fail.
 const FaultCase faultCases[] = {
     {"", {}},
+    // Pins the host leaves unconnected: its own silent channels must not be made on the audio
+    // thread.
+    {"sidechain", {}},
     {"leak=1024", {"load"}},
     {"latency=-5", {"info"}},
     {"denormal", {"process"}},
@@ -101,6 +104,10 @@ TEST_P(ValidateFault, FailsItsChecksAndNoOther) {
     EXPECT_NE(messages(outcome.report).find(fault.says), std::string::npos)
         << fault.words << "\n"
         << messages(outcome.report);
+    // The host's own processing path is clean: only the plug-in's faults are caught.
+    if (std::string(fault.warns) != "realtime-safety") {
+        EXPECT_EQ(outcome.warned.count("realtime-safety"), 0u) << messages(outcome.report);
+    }
     EXPECT_EQ(outcome.result.exitStatus, fault.failing.empty() ? 0 : 255) << fault.words;
     EXPECT_EQ(outcome.report["passed"], fault.failing.empty()) << fault.words;
 }
@@ -121,6 +128,7 @@ TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
     EXPECT_EQ(clean.report["kind"], "vst3");
     EXPECT_EQ(clean.report["name"], "Test VST3 Gain");
     EXPECT_TRUE(clean.failed.empty()) << clean.result.err;
+    EXPECT_EQ(clean.warned.count("realtime-safety"), 0u) << messages(clean.report);
     // The bridge's own processing is clean: what is caught is the plug-in's.
     const Outcome allocating = validate(layouts.bundle("Gain", TEST_VST3_PATH), "allocate",
                                         {"--checks", "realtime-safety"}, "TEST_VST3");
