@@ -634,19 +634,26 @@ def scan(runs=3):
                                       median["cached"] / median["first"]))
 
 
+def loadable_effects(env):
+    """(path, kind) of every installed plug-in that 'scan' loads, one per file."""
+    roots = [root for root in ("/usr/lib/vst", "/usr/lib/vst3") if os.path.isdir(root)]
+    if not roots:
+        return []
+    listed = subprocess.run([ADAPTER, "scan"] + [w for root in roots for w in ("--vst", root)],
+                            env=env, capture_output=True, text=True, check=True).stdout
+    return list(dict.fromkeys((line["path"], line["kind"])
+                              for line in map(json.loads, listed.splitlines())
+                              if line["status"] == "ok"))
+
+
 def validate(sample=12):
     """'validate' at level 1 and level 2: seconds per plug-in over a spread sample of the installed
     effects (every plug-in 'scan' loads, taken at even steps through the list)."""
-    roots = [root for root in ("/usr/lib/vst", "/usr/lib/vst3") if os.path.isdir(root)]
-    if not roots:
+    env = quiet_env()
+    loaded = loadable_effects(env)
+    if not loaded:
         print("validate: no plug-ins installed")
         return
-    env = quiet_env()
-    listed = subprocess.run([ADAPTER, "scan"] + [w for root in roots for w in ("--vst", root)],
-                            env=env, capture_output=True, text=True, check=True).stdout
-    loaded = list(dict.fromkeys((line["path"], line["kind"])
-                                for line in map(json.loads, listed.splitlines())
-                                if line["status"] == "ok"))
     step = max(1, len(loaded) // sample)
     chosen = loaded[::step][:sample]
     print("validate: %d of %d loadable plug-ins, seconds per plug-in" % (len(chosen), len(loaded)))
@@ -663,16 +670,11 @@ def realtime_watch(sample=8, runs=5, calls=4096):
     (every allocation, lock and blocking call intercepted) and off, as real-time factors, over
     a spread sample of the installed effects that pass it."""
     probe = os.path.join(os.path.dirname(ADAPTER), "vst-adapter-realtime-probe")
-    roots = [root for root in ("/usr/lib/vst", "/usr/lib/vst3") if os.path.isdir(root)]
-    if not os.path.exists(probe) or not roots:
+    env = quiet_env()
+    loaded = loadable_effects(env)
+    if not os.path.exists(probe) or not loaded:
         print("realtime_watch: no probe in this build, or no plug-ins installed")
         return
-    env = quiet_env()
-    listed = subprocess.run([ADAPTER, "scan"] + [w for root in roots for w in ("--vst", root)],
-                            env=env, capture_output=True, text=True, check=True).stdout
-    loaded = list(dict.fromkeys((line["path"], line["kind"])
-                                for line in map(json.loads, listed.splitlines())
-                                if line["status"] == "ok"))
     frames = calls * 512 / 44100.0
 
     def factor(path, kind, watch):

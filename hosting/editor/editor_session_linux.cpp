@@ -1,5 +1,6 @@
 #include "hosting/editor/editor_session.h"
 
+#include "hosting/editor/editor_host.h"
 #include "hosting/editor/editor_placement.h"
 #include "hosting/editor/main_thread_queue_linux.h"
 #include "hosting/editor/x11_editor_window_linux.h"
@@ -175,11 +176,10 @@ void serveEditor(PollRunLoop& loop, Display* display, X11EditorWindow& window, P
 } // namespace
 
 bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate) {
-    if (!plugin)
+    PluginHost* const shown = hostWithEditor(plugin);
+    if (shown == nullptr)
         return false;
-    PluginHost& host = plugin.pluginHost();
-    if (host.effect() == nullptr || !host.hasEditor())
-        return false;
+    PluginHost& host = *shown;
     terminateOnLostDisplay = &terminate;
     const DisplayConnection display = openDisplay();
     XSetErrorHandler(reportXError);
@@ -204,11 +204,10 @@ class X11EditorScreen final : public EditorScreen {
     }
 
     bool showEditorFor(PluginSlot& plugin, std::chrono::milliseconds shownFor) override {
-        if (!plugin)
+        PluginHost* const shown = hostWithEditor(plugin);
+        if (shown == nullptr)
             return false;
-        PluginHost& host = plugin.pluginHost();
-        if (host.effect() == nullptr || !host.hasEditor())
-            return false;
+        PluginHost& host = *shown;
         {
             const auto window = showEditorWindow(display.get(), host);
             PollRunLoop loop;

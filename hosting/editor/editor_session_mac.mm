@@ -3,6 +3,7 @@
 // delegate writes the settings back first.
 #include "hosting/editor/editor_session.h"
 
+#include "hosting/editor/editor_host.h"
 #include "hosting/editor/editor_placement.h"
 #include "hosting/editor/editor_window.h"
 #include "hosting/plugin_host.h"
@@ -96,28 +97,33 @@ void terminateOnStopSignals() {
     }
 }
 
+// A window of the editor's size, centred on the main screen; the caller opens the editor on it
+// and releases it.
+VSTWindow* centredEditorWindow(PluginHost& host) {
+    int width = 0;
+    int height = 0;
+    host.editorSize(width, height);
+    const NSRect screen = [[NSScreen mainScreen] frame];
+    const NSRect frame =
+        NSMakeRect(centredOrigin(screen.origin.x, screen.size.width, width),
+                   centredOrigin(screen.origin.y, screen.size.height, height), width, height);
+    return [[VSTWindow alloc] initWithContentRect:frame];
+}
+
 } // namespace
 
 bool runEditorWindow(PluginSlot& plugin, const std::function<bool()>& terminate) {
-    if (!plugin)
+    PluginHost* const shown = hostWithEditor(plugin);
+    if (shown == nullptr)
         return false;
-    PluginHost& host = plugin.pluginHost();
-    if (host.effect() == nullptr || !host.hasEditor())
-        return false;
+    PluginHost& host = *shown;
     @autoreleasepool {
         NSApplication* application = [NSApplication sharedApplication];
         VSTConfigDelegate* delegate = [VSTConfigDelegate new];
         delegate.g = &terminate;
         [application setDelegate:delegate];
 
-        int width = 0;
-        int height = 0;
-        host.editorSize(width, height);
-        const NSRect screen = [[NSScreen mainScreen] frame];
-        const NSRect frame =
-            NSMakeRect(centredOrigin(screen.origin.x, screen.size.width, width),
-                       centredOrigin(screen.origin.y, screen.size.height, height), width, height);
-        VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
+        VSTWindow* window = centredEditorWindow(host);
         AppKitEditorWindow editorWindow(window);
         host.openEditor(editorWindow);
         terminateOnStopSignals();
@@ -138,20 +144,12 @@ namespace {
 class AppKitEditorScreen final : public EditorScreen {
   public:
     bool showEditorFor(PluginSlot& plugin, std::chrono::milliseconds shownFor) override {
-        if (!plugin)
+        PluginHost* const shown = hostWithEditor(plugin);
+        if (shown == nullptr)
             return false;
-        PluginHost& host = plugin.pluginHost();
-        if (host.effect() == nullptr || !host.hasEditor())
-            return false;
+        PluginHost& host = *shown;
         @autoreleasepool {
-            int width = 0;
-            int height = 0;
-            host.editorSize(width, height);
-            const NSRect screen = [[NSScreen mainScreen] frame];
-            const NSRect frame = NSMakeRect(
-                centredOrigin(screen.origin.x, screen.size.width, width),
-                centredOrigin(screen.origin.y, screen.size.height, height), width, height);
-            VSTWindow* window = [[VSTWindow alloc] initWithContentRect:frame];
+            VSTWindow* window = centredEditorWindow(host);
             [window setReleasedWhenClosed:NO];
             AppKitEditorWindow editorWindow(window);
             host.openEditor(editorWindow);
