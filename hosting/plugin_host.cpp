@@ -240,8 +240,8 @@ bool PluginHost::applyFormat(StreamFormat& format) {
     // The pin table and the silent channels for unused pins are sized here, so that the audio
     // thread allocates nothing; a double per frame holds either precision.
     pins.resize(static_cast<size_t>(inputs + outputs));
-    const size_t unusedPins = static_cast<size_t>(inputs + outputs) - applied.inputsUsed -
-                              applied.outputsUsed;
+    const size_t unusedPins =
+        static_cast<size_t>(inputs + outputs) - applied.inputsUsed - applied.outputsUsed;
     if (scratch.size() < unusedPins * declaredBlockFrames)
         scratch.resize(unusedPins * declaredBlockFrames);
     for (int32_t pin = 0; pin < inputs; ++pin)
