@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace {
 
@@ -61,7 +62,13 @@ scan::ChildOutcome runChild(const std::string& program, const std::vector<std::s
     arguments.insert(arguments.end(), common.begin(), common.end());
     arguments.insert(arguments.end(), {"--check", std::string(check)});
     scan::ChildProcesses child(program);
-    child.start(0, arguments, timeout);
+    try {
+        child.start(0, arguments, timeout);
+    } catch (const std::system_error& error) {
+        // One child that cannot start (the program replaced under us, no processes left) fails
+        // its check; the report goes on.
+        return {scan::ChildOutcome::End::exited, 127, "", std::string(error.what()) + "\n", 0};
+    }
     return child.waitForSome().front().second;
 }
 
