@@ -166,3 +166,23 @@ TEST(Validate, CleanVst3PluginPassesAndCrashesAreResults) {
 }
 
 } // namespace
+
+namespace {
+
+// Parameters edited from a second thread while audio runs, through both kinds' host paths; the
+// thread sanitizer build runs this too, where a race of ours ends the check's child.
+TEST(ValidateThreads, BothKindsTakeEditsWhileAudioRuns) {
+    testing_support::Vst3Layouts layouts;
+    const std::pair<std::string, const char*> plugins[] = {
+        {TEST_EFFECT_PATH, "TEST_EFFECT"}, {layouts.bundle("Gain", TEST_VST3_PATH), "TEST_VST3"}};
+    for (const auto& [path, variable] : plugins) {
+        const Outcome outcome =
+            validate(path, std::string(variable) == "TEST_EFFECT" ? "params=4,host-calls" : "",
+                     {"--checks", "threads"}, variable);
+        ASSERT_TRUE(outcome.report.is_object()) << path << ": " << outcome.result.err;
+        EXPECT_EQ(outcome.report["checks"][0]["status"], "pass")
+            << path << ": " << messages(outcome.report) << outcome.result.err;
+    }
+}
+
+} // namespace
