@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <random>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -22,8 +23,36 @@ int32_t parametersEdited(int level, int32_t count) {
     return level >= 3 ? count : std::min(count, level <= 1 ? 8 : 32);
 }
 
-std::string parameterText(Plugin& plugin, int32_t index) {
-    return "parameter " + std::to_string(index) + " (" + plugin.parameterName(index) + ")";
+std::vector<float> valuesOf(const Plugin& plugin, size_t count) {
+    std::vector<float> values(count);
+    for (size_t index = 0; index < count; ++index)
+        values[index] = plugin.parameterValue(static_cast<int32_t>(index));
+    return values;
+}
+
+void setAll(Plugin& plugin, const std::vector<float>& values) {
+    for (size_t index = 0; index < values.size(); ++index)
+        plugin.setParameterValue(static_cast<int32_t>(index), values[index]);
+}
+
+// As an editor would: set, read and show values while the audio runs. Returns the edits made.
+uint64_t editWhileAudioRuns(Plugin& plugin, size_t count, const AudioThread& audio,
+                            std::chrono::milliseconds duration) {
+    std::mt19937 generator(61);
+    std::uniform_real_distribution<float> anyValue(0.0f, 1.0f);
+    const auto until = std::chrono::steady_clock::now() + duration;
+    uint64_t edits = 0;
+    while (std::chrono::steady_clock::now() < until && !audio.stopped()) {
+        for (size_t index = 0; index < count && !audio.stopped(); ++index) {
+            const auto parameter = static_cast<int32_t>(index);
+            plugin.setParameterValue(parameter, anyValue(generator));
+            (void)plugin.parameterValue(parameter);
+            (void)plugin.parameterDisplay(parameter);
+            ++edits;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return edits;
 }
 
 } // namespace
@@ -31,74 +60,57 @@ std::string parameterText(Plugin& plugin, int32_t index) {
 CheckResult runThreadsCheck(const CheckTarget& target) {
     PluginUnderTest plugin(target, checkRate);
     Plugin& parameters = plugin.plugin();
-    const int32_t count = parametersEdited(target.level, parameters.parameterCount());
+    const auto count =
+        static_cast<size_t>(parametersEdited(target.level, parameters.parameterCount()));
     if (count == 0)
         return verdict(CheckStatus::skip, "no parameters to edit from a second thread");
-    // The values each parameter reads back when set from the thread that processes, blocks
-    // later (a plug-in may round them there): what must arrive from a second thread too.
     if (!plugin.configure(checkRate, checkChannels, checkChannels))
         throw std::runtime_error("the plug-in refused " + std::to_string(checkRate) + " Hz");
+
+    // What each parameter reads back when set from the thread that processes, blocks later (a
+    // plug-in may round it there): what must arrive from a second thread too. Then every value
+    // far from it, so that an edit that never arrives shows.
     std::mt19937 generator(47);
     std::uniform_real_distribution<float> anyValue(0.05f, 0.95f);
-    std::vector<float> finalValues(static_cast<size_t>(count));
-    std::vector<float> expected(static_cast<size_t>(count));
-    for (int32_t index = 0; index < count; ++index) {
-        finalValues[static_cast<size_t>(index)] = anyValue(generator);
-        parameters.setParameterValue(index, finalValues[static_cast<size_t>(index)]);
+    std::vector<float> finalValues(count);
+    std::vector<float> farValues(count);
+    for (size_t index = 0; index < count; ++index) {
+        finalValues[index] = anyValue(generator);
+        farValues[index] = finalValues[index] < 0.5f ? 1.0f : 0.0f;
     }
     const Audio settling = noise(plugin.inputs(), settlingBlocks * Plugin::blockFrames, 53);
+    setAll(parameters, finalValues);
     plugin.process(settling);
-    for (int32_t index = 0; index < count; ++index)
-        expected[static_cast<size_t>(index)] = parameters.parameterValue(index);
-    // Then far from them, so that an edit that never arrives shows.
-    for (int32_t index = 0; index < count; ++index)
-        parameters.setParameterValue(index, finalValues[static_cast<size_t>(index)] < 0.5f ? 1 : 0);
+    const std::vector<float> expected = valuesOf(parameters, count);
+    setAll(parameters, farValues);
     plugin.process(settling);
 
     AudioThread audio(plugin);
     // Parameters the audio moves by itself (meters and the like) cannot show an edit arriving.
-    std::vector<float> before(static_cast<size_t>(count));
-    for (int32_t index = 0; index < count; ++index)
-        before[static_cast<size_t>(index)] = parameters.parameterValue(index);
+    const std::vector<float> before = valuesOf(parameters, count);
     audio.waitForBlocks(settlingBlocks);
-    std::vector<bool> watched(static_cast<size_t>(count));
-    for (int32_t index = 0; index < count; ++index)
-        watched[static_cast<size_t>(index)] =
-            std::fabs(parameters.parameterValue(index) - before[static_cast<size_t>(index)]) <=
-            arrivalTolerance;
-
-    // As an editor would: set, read and show values while the audio runs.
-    const auto until = std::chrono::steady_clock::now() + editingTime(target.level);
-    uint64_t edits = 0;
-    while (std::chrono::steady_clock::now() < until && !audio.stopped()) {
-        for (int32_t index = 0; index < count && !audio.stopped(); ++index) {
-            parameters.setParameterValue(index, anyValue(generator));
-            (void)parameters.parameterValue(index);
-            (void)parameters.parameterDisplay(index);
-            ++edits;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    for (int32_t index = 0; index < count; ++index)
-        parameters.setParameterValue(index, finalValues[static_cast<size_t>(index)]);
+    const std::vector<float> after = valuesOf(parameters, count);
+    const uint64_t edits = editWhileAudioRuns(parameters, count, audio, editingTime(target.level));
+    setAll(parameters, finalValues);
     audio.waitForBlocks(settlingBlocks);
-    std::string lost;
-    for (int32_t index = 0; index < count && lost.empty(); ++index) {
-        const float read = parameters.parameterValue(index);
-        if (watched[static_cast<size_t>(index)] &&
-            !(std::fabs(read - expected[static_cast<size_t>(index)]) <= arrivalTolerance))
-            lost = parameterText(parameters, index) + " set to " +
-                   std::to_string(finalValues[static_cast<size_t>(index)]) +
-                   " from a second thread reads " + std::to_string(read) + " (" +
-                   std::to_string(expected[static_cast<size_t>(index)]) + " from one thread)";
-    }
+    const std::vector<float> arrived = valuesOf(parameters, count);
     const uint64_t blocks = audio.blocks();
     audio.stop();
+
     const nlohmann::json figures = {{"edits", edits}, {"blocks", blocks}, {"parameters", count}};
     if (!audio.problem().empty())
         return verdict(CheckStatus::fail, audio.problem(), figures);
-    if (!lost.empty())
-        return verdict(CheckStatus::fail, "a value never arrived: " + lost, figures);
+    for (size_t index = 0; index < count; ++index) {
+        const bool still = std::fabs(after[index] - before[index]) <= arrivalTolerance;
+        if (still && !(std::fabs(arrived[index] - expected[index]) <= arrivalTolerance))
+            return verdict(CheckStatus::fail,
+                           "a value never arrived: parameter " + std::to_string(index) + " (" +
+                               parameters.parameterName(static_cast<int32_t>(index)) + ") set to " +
+                               std::to_string(finalValues[index]) + " from a second thread reads " +
+                               std::to_string(arrived[index]) + " (" +
+                               std::to_string(expected[index]) + " from one thread)",
+                           figures);
+    }
     if (const std::string request = parameters.offThreadRequest(); !request.empty())
         return verdict(CheckStatus::warn,
                        "the plug-in asked for the main thread's work (" + request +
