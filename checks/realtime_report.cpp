@@ -91,7 +91,9 @@ std::optional<RealtimeViolation> readRealtimeViolation(std::string_view text) {
     for (size_t at = first; at < frames.size() && violation.backtrace.size() < framesShown; ++at)
         violation.backtrace.push_back(frames[at].text());
     for (size_t at = first; at < frames.size() && violation.origin.empty(); ++at)
-        if (!isSystemRuntime(frames[at]))
+        if (!isSystemRuntime(frames[at])) {
             violation.origin = frames[at].text();
+            violation.library = frames[at].where;
+        }
     return violation;
 }

@@ -11,6 +11,7 @@ struct RealtimeViolation {
     std::string call;                   // "malloc", "pthread_mutex_lock", "read"...
     std::string origin;                 // "function (module)": the first caller outside the
                                         // C and C++ runtimes, which only pass calls on
+    std::string library;                // that caller's module (or source file)
     std::vector<std::string> backtrace; // "function (module)", from the caller outwards
 };
 

@@ -41,6 +41,7 @@ std::string described(const RealtimeViolation& violation) {
 nlohmann::json figuresOf(const RealtimeViolation& violation, bool firstCallsOnly) {
     return {{"call", violation.call},
             {"origin", violation.origin},
+            {"library", violation.library},
             {"backtrace", violation.backtrace},
             {"first_calls_only", firstCallsOnly}};
 }

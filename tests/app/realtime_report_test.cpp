@@ -17,7 +17,7 @@ constexpr const char* head =
 TEST(RealtimeReport, NamesThePlugInsFrameInEachForm) {
     struct Case {
         const char* frame;
-        const char* origin;
+        std::string origin;
     };
     const Case cases[] = {
         {"    #3 0x7f in Filter::run() (/usr/lib/vst/fx.so+0x12) (BuildId: 8e)\n",
@@ -31,6 +31,7 @@ TEST(RealtimeReport, NamesThePlugInsFrameInEachForm) {
         ASSERT_TRUE(violation.has_value()) << c.frame;
         EXPECT_EQ(violation->call, "malloc");
         EXPECT_EQ(violation->origin, c.origin);
+        EXPECT_NE(c.origin.find(violation->library), std::string::npos);
         EXPECT_EQ(violation->backtrace.front(), "operator new(unsigned long) (libstdc++.so.6)");
     }
     EXPECT_FALSE(readRealtimeViolation("the plug-in could not be opened\n").has_value());
