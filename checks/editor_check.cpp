@@ -10,7 +10,7 @@ namespace {
 constexpr int quietOpenings = 5;
 
 std::chrono::milliseconds shownFor(int level) {
-    return std::chrono::milliseconds(level <= 1 ? 200 : level == 2 ? 500 : 1500);
+    return std::chrono::milliseconds(level <= 1 ? 100 : level == 2 ? 500 : 1500);
 }
 
 } // namespace

@@ -16,7 +16,7 @@ constexpr float arrivalTolerance = 1e-4f;
 constexpr uint64_t settlingBlocks = 8;
 
 std::chrono::milliseconds editingTime(int level) {
-    return std::chrono::milliseconds(level <= 1 ? 500 : level == 2 ? 3000 : 10000);
+    return std::chrono::milliseconds(level <= 1 ? 250 : level == 2 ? 3000 : 10000);
 }
 
 int32_t parametersEdited(int level, int32_t count) {
