@@ -49,13 +49,9 @@ HelperRun helperRunner(std::string program, int seconds) {
         scan::ChildProcesses child(program);
         child.start(0, arguments, seconds);
         const scan::ChildOutcome outcome = child.waitForSome().front().second;
-        HelperOutcome ended{outcome.end == scan::ChildOutcome::End::exited, outcome.code, "",
-                            outcome.out, outcome.err};
-        if (outcome.end == scan::ChildOutcome::End::signalled)
-            ended.ending = "crashed with " + scan::signalName(outcome.code);
-        else if (outcome.end == scan::ChildOutcome::End::timedOut)
-            ended.ending = "hung (no end within " + std::to_string(seconds) + " s)";
-        return ended;
+        const bool exited = outcome.end == scan::ChildOutcome::End::exited;
+        return HelperOutcome{exited, outcome.code, exited ? "" : childEnding(outcome, seconds),
+                             outcome.out, outcome.err};
     };
 }
 

@@ -3,6 +3,7 @@
 #include "app/arguments.h"
 #include "app/command_failure.h"
 #include "checks/check.h"
+#include "checks/check_common.h"
 #include "checks/validation_report.h"
 #include "scan/child_processes.h"
 #include "scan/plugin_discovery.h"
@@ -87,21 +88,10 @@ nlohmann::json resultOf(const Check& check, const scan::ChildOutcome& outcome, i
         answer.is_object() && answer.value("id", "") == check.id)
         return answer;
     // The last thing the child said names the stage it died in.
-    std::string said = outcome.err;
-    said.erase(said.find_last_not_of("\r\n") + 1);
-    said.erase(0, said.find_last_of('\n') + 1);
-    std::string message;
-    switch (outcome.end) {
-    case scan::ChildOutcome::End::timedOut:
-        message = "no result within " + std::to_string(timeout) + " s (hung)";
-        break;
-    case scan::ChildOutcome::End::signalled:
-        message = "crashed with " + scan::signalName(outcome.code);
-        break;
-    case scan::ChildOutcome::End::exited:
-        message = "ended with status " + std::to_string(outcome.code) + " and no result";
-        break;
-    }
+    const std::string said = lastLine(outcome.err);
+    std::string message = childEnding(outcome, timeout);
+    if (outcome.end == scan::ChildOutcome::End::exited)
+        message += " and no result";
     if (!said.empty())
         message += ": " + said;
     return {
@@ -122,6 +112,18 @@ std::string realtimeProbeBeside(const std::string& program) {
 }
 
 } // namespace
+
+std::string childEnding(const scan::ChildOutcome& outcome, int timeout) {
+    switch (outcome.end) {
+    case scan::ChildOutcome::End::timedOut:
+        return "no result within " + std::to_string(timeout) + " s (hung)";
+    case scan::ChildOutcome::End::signalled:
+        return "crashed with " + scan::signalName(outcome.code);
+    case scan::ChildOutcome::End::exited:
+        break;
+    }
+    return "ended with status " + std::to_string(outcome.code);
+}
 
 bool isValidateWord(std::string_view command) {
     return command == "validate";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/vst_globals.h"
+#include "scan/child_processes.h"
 
 #include <string_view>
 
@@ -17,3 +18,7 @@ inline constexpr std::string_view identityWord = "identity";
 bool runValidateChild(VSTGlobals& globals);
 // The realtime-safety check's helper program (app/realtime_probe_main.cpp).
 inline constexpr std::string_view realtimeProbeName = "vst-adapter-realtime-probe";
+
+// How a child that gave no answer ended: "crashed with SIGSEGV", "no result within 60 s (hung)",
+// "ended with status 2", `timeout` being its time limit.
+std::string childEnding(const scan::ChildOutcome& outcome, int timeout);

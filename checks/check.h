@@ -23,7 +23,7 @@ struct CheckResult {
 struct HelperOutcome {
     bool exited = true; // false: ended by a signal, or killed at its time limit
     int code = 0;       // the exit status when it exited
-    std::string ending; // how it ended otherwise: "crashed with SIGSEGV", "hung (60 s)"
+    std::string ending; // how it ended otherwise: "crashed with SIGSEGV", "no result within..."
     std::string out;
     std::string err;
 };

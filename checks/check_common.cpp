@@ -48,3 +48,9 @@ std::string decibelText(double db) {
     std::snprintf(text, sizeof text, "%.1f dB", db);
     return text;
 }
+
+std::string lastLine(std::string text) {
+    text.erase(text.find_last_not_of("\r\n") + 1);
+    text.erase(0, text.find_last_of('\n') + 1);
+    return text;
+}

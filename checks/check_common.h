@@ -29,3 +29,6 @@ nlohmann::json decibelFigure(double db);
 // -120 dB warns with the figure, more fails.
 CheckStatus sameOutputStatus(double differenceDb);
 std::string decibelText(double db);
+
+// The last line of a child's output, its line end dropped: what it said last.
+std::string lastLine(std::string text);

@@ -25,9 +25,7 @@ HelperOutcome probe(const CheckTarget& target, uint32_t warmUp) {
 
 // Why a probe that caught nothing did not end well.
 std::string probeFailure(const HelperOutcome& outcome) {
-    std::string said = outcome.err;
-    said.erase(said.find_last_not_of("\r\n") + 1);
-    said.erase(0, said.find_last_of('\n') + 1);
+    const std::string said = lastLine(outcome.err);
     if (!outcome.exited)
         return "the probe " + outcome.ending + (said.empty() ? "" : ": " + said);
     return said.empty() ? "the probe ended with status " + std::to_string(outcome.code) : said;
@@ -50,9 +48,7 @@ nlohmann::json figuresOf(const RealtimeViolation& violation, bool firstCallsOnly
 // speed figure with the watch on.
 nlohmann::json watchedFactor(const HelperOutcome& outcome, uint32_t calls) {
     // The probe's own line is its last: a plug-in may print before it.
-    std::string out = outcome.out;
-    out.erase(out.find_last_not_of("\r\n") + 1);
-    const double seconds = std::strtod(out.c_str() + out.find_last_of('\n') + 1, nullptr);
+    const double seconds = std::strtod(lastLine(outcome.out).c_str(), nullptr);
     if (!(seconds > 0))
         return nullptr;
     const double factor = calls * static_cast<double>(Plugin::blockFrames) / checkRate / seconds;

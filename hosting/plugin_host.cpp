@@ -237,13 +237,8 @@ bool PluginHost::applyFormat(StreamFormat& format) {
     format.outputChannelMask =
         maskIfItFits(speaker_layout::maskForArrangement(outputType), applied.outputsUsed);
 
-    // The pin table and the silent channels for unused pins are sized here, so that the audio
-    // thread allocates nothing; a double per frame holds either precision.
-    pins.resize(static_cast<size_t>(inputs + outputs));
-    const size_t unusedPins =
-        static_cast<size_t>(inputs + outputs) - applied.inputsUsed - applied.outputsUsed;
-    if (scratch.size() < unusedPins * declaredBlockFrames)
-        scratch.resize(unusedPins * declaredBlockFrames);
+    // Sized here, so that the audio thread allocates nothing.
+    sizePinBuffers(applied.inputsUsed, applied.outputsUsed);
     for (int32_t pin = 0; pin < inputs; ++pin)
         dispatch(effConnectInput, pin, static_cast<uint32_t>(pin) < applied.inputsUsed ? 1 : 0);
     for (int32_t pin = 0; pin < outputs; ++pin)
@@ -294,23 +289,29 @@ bool PluginHost::wouldLearnRateByReopening(uint32_t rate) const {
            static_cast<uint32_t>(loaded.rateAtOpen) != rate;
 }
 
+void PluginHost::sizePinBuffers(uint32_t inputsLive, uint32_t outputsLive) {
+    const auto inputPins = static_cast<uint32_t>(inputCount());
+    const auto outputPins = static_cast<uint32_t>(outputCount());
+    const size_t unused = inputPins - std::min(inputsLive, inputPins) + outputPins -
+                          std::min(outputsLive, outputPins);
+    pins.resize(inputPins + outputPins);
+    // A double per frame holds either precision's silent channel.
+    if (scratch.size() < unused * declaredBlockFrames)
+        scratch.resize(unused * declaredBlockFrames);
+}
+
 template <typename Sample>
 Sample** PluginHost::pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive,
                               uint32_t outputsLive) {
     const auto inputPins = static_cast<uint32_t>(inputCount());
     const auto outputPins = static_cast<uint32_t>(outputCount());
     const size_t unusedInputs = inputPins - std::min(inputsLive, inputPins);
-    const size_t unused = unusedInputs + (outputPins - std::min(outputsLive, outputPins));
-    pins.resize(inputPins + outputPins);
-    auto doublesFor = [](size_t channels) {
-        return (channels * declaredBlockFrames * sizeof(Sample) + sizeof(double) - 1) /
-               sizeof(double);
-    };
-    if (scratch.size() < doublesFor(unused))
-        scratch.resize(doublesFor(unused));
+    // Already sized when the format was set, unless the pin counts changed since.
+    sizePinBuffers(inputsLive, outputsLive);
     // The silent inputs come first and are laid down again every block: plug-ins may work in
     // place, in their inputs too. What lands in unused outputs is never read.
-    std::fill_n(scratch.begin(), doublesFor(unusedInputs), 0.0);
+    std::fill_n(reinterpret_cast<Sample*>(scratch.data()), unusedInputs * declaredBlockFrames,
+                Sample(0));
     auto* silent = reinterpret_cast<Sample*>(scratch.data());
     for (uint32_t pin = 0; pin < inputPins; ++pin)
         pins[pin] =

@@ -193,6 +193,8 @@ class PluginHost final : public Plugin {
     void sendSpeakerArrangements(const StreamFormat& format);
     // Every pin of the plug-in: the caller's first `inputsLive` / `outputsLive` channels, silent
     // scratch for the rest.
+    // The pin table and the silent channels for the pins past the live ones.
+    void sizePinBuffers(uint32_t inputsLive, uint32_t outputsLive);
     template <typename Sample>
     Sample** pinArray(Sample** inputs, Sample** outputs, uint32_t inputsLive, uint32_t outputsLive);
     void callProcessFloat(float** inputs, float** outputs, int32_t frames);

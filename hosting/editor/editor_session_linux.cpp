@@ -10,7 +10,6 @@
 
 #include <X11/Xlib.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -213,8 +212,7 @@ class X11EditorScreen final : public EditorScreen {
             PollRunLoop loop;
             serveEditor(loop, display.get(), *window, host);
             int shownTimer = 0;
-            loop.addTimer(&shownTimer, std::max(shownFor, std::chrono::milliseconds(1)),
-                          [&loop] { loop.stop(); });
+            loop.addTimer(&shownTimer, shownFor, [&loop] { loop.stop(); });
             loop.run();
             host.closeEditor();
         }
@@ -229,12 +227,9 @@ class X11EditorScreen final : public EditorScreen {
 } // namespace
 
 std::unique_ptr<EditorScreen> EditorScreen::open() {
-    const char* name = std::getenv("DISPLAY");
-    if (name == nullptr || *name == '\0')
+    try {
+        return std::make_unique<X11EditorScreen>(openDisplay());
+    } catch (const std::runtime_error&) {
         return nullptr;
-    XInitThreads();
-    DisplayConnection display(XOpenDisplay(nullptr));
-    if (!display)
-        return nullptr;
-    return std::make_unique<X11EditorScreen>(std::move(display));
+    }
 }
