@@ -62,7 +62,8 @@ CheckResult runBusLayoutsCheck(const CheckTarget& target) {
     std::optional<StreamFormat> previous;
     for (const auto& [inputs, outputs] : layoutsTried(target.level)) {
         const std::string layout = named(inputs, outputs);
-        if (plugin.configure(requested(inputs, outputs))) {
+        const StreamFormat wanted = requested(inputs, outputs);
+        if (plugin.configure(wanted)) {
             const std::string used = named(plugin.inputs(), plugin.outputs());
             if (used == layout)
                 exact.push_back(layout);
@@ -71,7 +72,7 @@ CheckResult runBusLayoutsCheck(const CheckTarget& target) {
             if (const auto fault = processFault(plugin))
                 return verdict(CheckStatus::fail, *fault + " with " + layout + " accepted" +
                                                       (used == layout ? "" : " as " + used));
-            previous = requested(inputs, outputs);
+            previous = wanted;
             continue;
         }
         refused.push_back(layout);
